@@ -1,0 +1,50 @@
+// Named pipes and files: the client end used by the program, and the server end used by the
+// reference peer.
+#pragma once
+
+#include "platform/types.h"
+
+#ifndef _WIN32
+constexpr DWORD GENERIC_READ = 0x80000000u;
+constexpr DWORD GENERIC_WRITE = 0x40000000u;
+constexpr DWORD CREATE_NEW = 1;
+constexpr DWORD CREATE_ALWAYS = 2;
+constexpr DWORD OPEN_EXISTING = 3;
+constexpr DWORD OPEN_ALWAYS = 4;
+constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+constexpr DWORD FILE_SHARE_READ = 1;
+constexpr DWORD PIPE_ACCESS_INBOUND = 1;
+constexpr DWORD PIPE_ACCESS_OUTBOUND = 2;
+constexpr DWORD PIPE_ACCESS_DUPLEX = 3;
+constexpr DWORD PIPE_TYPE_BYTE = 0;
+constexpr DWORD PIPE_READMODE_BYTE = 0;
+constexpr DWORD PIPE_WAIT = 0;
+constexpr DWORD PIPE_REJECT_REMOTE_CLIENTS = 8;
+constexpr DWORD PIPE_UNLIMITED_INSTANCES = 255;
+constexpr DWORD NMPWAIT_USE_DEFAULT_WAIT = 0;
+constexpr DWORD NMPWAIT_WAIT_FOREVER = 0xFFFFFFFFu;
+constexpr DWORD MOVEFILE_REPLACE_EXISTING = 1;
+constexpr DWORD MOVEFILE_WRITE_THROUGH = 8;
+#endif
+
+namespace platform {
+
+HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
+                   LPSECURITY_ATTRIBUTES lpSecurityAttributes, DWORD dwCreationDisposition,
+                   DWORD dwFlagsAndAttributes, HANDLE hTemplateFile);
+BOOL WaitNamedPipeW(LPCWSTR lpNamedPipeName, DWORD nTimeOut);
+BOOL ReadFile(HANDLE hFile, LPVOID lpBuffer, DWORD nNumberOfBytesToRead,
+              LPDWORD lpNumberOfBytesRead, LPOVERLAPPED lpOverlapped);
+BOOL WriteFile(HANDLE hFile, LPCVOID lpBuffer, DWORD nNumberOfBytesToWrite,
+               LPDWORD lpNumberOfBytesWritten, LPOVERLAPPED lpOverlapped);
+BOOL CloseHandle(HANDLE hObject);
+
+HANDLE CreateNamedPipeW(LPCWSTR lpName, DWORD dwOpenMode, DWORD dwPipeMode, DWORD nMaxInstances,
+                        DWORD nOutBufferSize, DWORD nInBufferSize, DWORD nDefaultTimeOut,
+                        LPSECURITY_ATTRIBUTES lpSecurityAttributes);
+BOOL ConnectNamedPipe(HANDLE hNamedPipe, LPOVERLAPPED lpOverlapped);
+BOOL DisconnectNamedPipe(HANDLE hNamedPipe);
+BOOL FlushFileBuffers(HANDLE hFile);
+BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags);
+
+}  // namespace platform

@@ -1,0 +1,133 @@
+// The sim's test API: per-operation hooks that replace one call, a log of calls with their
+// arguments, and the count of open handles. Tests and the sim's own operations use it; the
+// program never does.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "platform/types.h"
+
+namespace sim {
+
+// Sets the calling thread's last-error code (what platform::GetLastError gives next).
+void setLastError(DWORD code);
+
+namespace test {
+
+struct Call {
+  std::string name;       // the operation, e.g. "CreateFileW"
+  std::string arguments;  // its arguments, comma separated: strings quoted, numbers decimal
+};
+
+// The call log is off by default so that long runs do not grow; a test turns it on.
+void recordCalls(bool enabled);
+std::vector<Call> calls();
+std::vector<Call> callsOf(const std::string& name);
+void clearCalls();
+
+std::size_t openHandleCount();
+
+// Removes every hook.
+void clearHooks();
+void removeHook(const std::string& name);
+
+namespace detail {
+void storeHook(const std::string& name, std::shared_ptr<void> hook);
+}  // namespace detail
+
+// Replaces the operation `op` (named `name`) by `hook` until removed. The hook is called with the
+// operation's arguments; when it gives a value that is the operation's result, when it gives an
+// empty optional the simulated operation runs as usual. A hook sets the last error itself
+// (sim::setLastError) where the operation it stands in for would.
+template <class R, class... A, class F>
+void setHook(R (*op)(A...), const std::string& name, F&& hook) {
+  (void)op;
+  using Fn = std::function<std::optional<R>(A...)>;
+  detail::storeHook(name, std::make_shared<Fn>(std::forward<F>(hook)));
+}
+
+// A hook for the lifetime of a scope.
+class ScopedHook {
+ public:
+  template <class R, class... A, class F>
+  ScopedHook(R (*op)(A...), const std::string& hookName, F&& hook) : name(hookName) {
+    setHook(op, hookName, std::forward<F>(hook));
+  }
+  ~ScopedHook() { removeHook(name); }
+  ScopedHook(const ScopedHook&) = delete;
+  ScopedHook& operator=(const ScopedHook&) = delete;
+
+ private:
+  std::string name;
+};
+
+}  // namespace test
+
+namespace detail {
+
+extern std::atomic<int> activeHooks;
+extern std::atomic<bool> callLogEnabled;
+
+std::shared_ptr<void> findHook(const std::string& name);
+void recordCall(const char* name, std::string arguments);
+
+std::string describe(const char* text);
+std::string describe(const WCHAR* text);
+inline std::string describe(char* text) { return describe(static_cast<const char*>(text)); }
+inline std::string describe(WCHAR* text) { return describe(static_cast<const WCHAR*>(text)); }
+std::string describePointer(const void* pointer);
+
+template <class T>
+std::string describe(const T& value) {
+  if constexpr (std::is_pointer_v<T>) {
+    return describePointer(reinterpret_cast<const void*>(value));
+  } else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
+    std::ostringstream out;
+    out << static_cast<long long>(value);
+    return out.str();
+  } else {
+    return "?";
+  }
+}
+
+template <class... B>
+std::string describeArguments(const B&... args) {
+  std::string text;
+  ((text += (text.empty() ? "" : ", ") + describe(args)), ...);
+  return text;
+}
+
+template <class R, class... A, class... B>
+std::optional<R> runHook(R (*)(A...), const char* name, B&&... args) {
+  if (activeHooks.load(std::memory_order_acquire) == 0) {
+    return std::nullopt;
+  }
+  const std::shared_ptr<void> stored = findHook(name);
+  if (!stored) {
+    return std::nullopt;
+  }
+  auto& hook = *static_cast<std::function<std::optional<R>(A...)>*>(stored.get());
+  return hook(std::forward<B>(args)...);
+}
+
+}  // namespace detail
+}  // namespace sim
+
+// Opens a simulated operation: logs the call and lets a hook stand in for it.
+#define SIM_ENTER(op, ...)                                                              \
+  do {                                                                                  \
+    if (::sim::detail::callLogEnabled.load(std::memory_order_relaxed)) {                \
+      ::sim::detail::recordCall(#op, ::sim::detail::describeArguments(__VA_ARGS__));    \
+    }                                                                                   \
+  } while (false);                                                                      \
+  if (auto simHooked = ::sim::detail::runHook(&::platform::op, #op, __VA_ARGS__))       \
+  return *simHooked
