@@ -1,0 +1,28 @@
+// Entry point of the conformance checks. On the sim each run gets a machine of its own in a
+// temporary root; on Windows the checks run against the real system.
+#include <gtest/gtest.h>
+
+#ifndef _WIN32
+#include <stdlib.h>
+
+#include <filesystem>
+#include <string>
+#endif
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+#ifndef _WIN32
+  std::string pattern =
+      (std::filesystem::temp_directory_path() / "kestrine-conformance-XXXXXX").string();
+  if (!::mkdtemp(pattern.data())) {
+    return 2;
+  }
+  ::setenv("KESTRINE_SIM_ROOT", pattern.c_str(), 1);
+  const int status = RUN_ALL_TESTS();
+  std::error_code ec;
+  std::filesystem::remove_all(pattern, ec);
+  return status;
+#else
+  return RUN_ALL_TESTS();
+#endif
+}

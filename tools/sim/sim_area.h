@@ -1,0 +1,50 @@
+// One area of the simulated machine as kestrine-sim shows and changes it (displays, registry,
+// monitors, libraries). Each area lives in its own file and is listed in areas.cpp.
+#pragma once
+
+#include <json/value.h>
+
+#include <map>
+#include <memory>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace simtool {
+
+// A usage error: kestrine-sim prints the text and exits with status 2, changing nothing.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+class SimArea {
+ public:
+  virtual ~SimArea() = default;
+
+  // The command word of the area ("display", "reg", ...), and its usage lines.
+  virtual std::string command() const = 0;
+  virtual std::string usage() const = 0;
+
+  // Runs `kestrine-sim <command> args...`. Gives the exit status; throws UsageError on bad input
+  // before anything is changed.
+  virtual int run(const std::vector<std::string>& args, std::ostream& out) = 0;
+
+  // Options of `reset` that this area takes (e.g. "--displays"), each with one value.
+  virtual std::vector<std::string> resetOptions() const { return {}; }
+  // Called after the machine was wiped, with the options of resetOptions() that were given.
+  virtual void reset(const std::map<std::string, std::string>& options) { (void)options; }
+
+  // Options of `show` that this area takes (e.g. "--png"), each with one value.
+  virtual std::vector<std::string> showOptions() const { return {}; }
+  // The readable section of `show`, with the area's own show options that were given.
+  virtual void show(std::ostream& out, const std::map<std::string, std::string>& options) = 0;
+  // The area's part of `show --json`.
+  virtual Json::Value showJson() = 0;
+};
+
+// Every area of the sim, in the order `show` lists them.
+std::vector<std::unique_ptr<SimArea>> makeAreas();
+
+}  // namespace simtool
