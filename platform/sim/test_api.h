@@ -48,10 +48,14 @@ void storeHook(const std::string& name, std::shared_ptr<void> hook);
 // operation's arguments; when it gives a value that is the operation's result, when it gives an
 // empty optional the simulated operation runs as usual. A hook sets the last error itself
 // (sim::setLastError) where the operation it stands in for would.
+// For an operation without a result the hook gives a bool: true when it stood in for the call.
+template <class R>
+using HookResult = std::conditional_t<std::is_void_v<R>, bool, std::optional<R>>;
+
 template <class R, class... A, class F>
 void setHook(R (*op)(A...), const std::string& name, F&& hook) {
   (void)op;
-  using Fn = std::function<std::optional<R>(A...)>;
+  using Fn = std::function<HookResult<R>(A...)>;
   detail::storeHook(name, std::make_shared<Fn>(std::forward<F>(hook)));
 }
 
@@ -107,27 +111,36 @@ std::string describeArguments(const B&... args) {
 }
 
 template <class R, class... A, class... B>
-std::optional<R> runHook(R (*)(A...), const char* name, B&&... args) {
+test::HookResult<R> runHook(R (*)(A...), const char* name, B&&... args) {
   if (activeHooks.load(std::memory_order_acquire) == 0) {
-    return std::nullopt;
+    return {};
   }
   const std::shared_ptr<void> stored = findHook(name);
   if (!stored) {
-    return std::nullopt;
+    return {};
   }
-  auto& hook = *static_cast<std::function<std::optional<R>(A...)>*>(stored.get());
+  auto& hook = *static_cast<std::function<test::HookResult<R>(A...)>*>(stored.get());
   return hook(std::forward<B>(args)...);
 }
 
 }  // namespace detail
 }  // namespace sim
 
-// Opens a simulated operation: logs the call and lets a hook stand in for it.
-#define SIM_ENTER(op, ...)                                                              \
+#define SIM_RECORD_CALL(op, ...)                                                        \
   do {                                                                                  \
     if (::sim::detail::callLogEnabled.load(std::memory_order_relaxed)) {                \
       ::sim::detail::recordCall(#op, ::sim::detail::describeArguments(__VA_ARGS__));    \
     }                                                                                   \
-  } while (false);                                                                      \
+  } while (false)
+
+// Opens a simulated operation: logs the call and lets a hook stand in for it.
+#define SIM_ENTER(op, ...)                                                              \
+  SIM_RECORD_CALL(op, __VA_ARGS__);                                                     \
   if (auto simHooked = ::sim::detail::runHook(&::platform::op, #op, __VA_ARGS__))       \
   return *simHooked
+
+// The same for an operation without a result.
+#define SIM_ENTER_VOID(op, ...)                                                         \
+  SIM_RECORD_CALL(op, __VA_ARGS__);                                                     \
+  if (::sim::detail::runHook(&::platform::op, #op, __VA_ARGS__))                       \
+  return
