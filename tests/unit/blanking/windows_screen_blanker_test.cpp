@@ -1,0 +1,261 @@
+#include "blanking/windows_screen_blanker.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "platform/displays.h"
+#include "platform/sim/test_api.h"
+#include "tests/support/recording_logger.h"
+#include "tests/support/sim_test.h"
+#include "tests/support/virtual_clock.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing_support::RecordingLogger;
+using velmo::logging::ERROR;
+using velmo::logging::kUnexpectedFailure;
+
+using Ramp = std::array<WORD, 768>;
+
+Ramp readRamp(const char* display) {
+  Ramp ramp{};
+  HDC dc = platform::CreateDCA("DISPLAY", display, nullptr, nullptr);
+  EXPECT_NE(dc, nullptr);
+  EXPECT_NE(platform::GetDeviceGammaRamp(dc, ramp.data()), 0);
+  platform::DeleteDC(dc);
+  return ramp;
+}
+
+bool isDark(const Ramp& ramp) {
+  for (WORD word : ramp) {
+    if (word != 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Counts SetDeviceGammaRamp calls and fails them while `failSets` is true.
+struct SetRampProbe {
+  std::atomic<int> calls{0};
+  std::atomic<bool> failSets{false};
+  sim::test::ScopedHook hook{&platform::SetDeviceGammaRamp, "SetDeviceGammaRamp",
+                             [this](HDC, LPVOID) -> std::optional<BOOL> {
+                               calls.fetch_add(1);
+                               if (failSets.load()) {
+                                 sim::setLastError(31);
+                                 return FALSE;
+                               }
+                               return std::nullopt;
+                             }};
+};
+
+class WindowsScreenBlankerTest : public testing_support::SimTest {
+ protected:
+  void SetUp() override {
+    SimTest::SetUp();
+    ScreenBlanker::setOption(0, false);
+  }
+  void TearDown() override {
+    ScreenBlanker::setOption(0, false);
+    SimTest::TearDown();
+  }
+
+  std::unique_ptr<WindowsScreenBlanker> makeBlanker(const std::string& document = "") {
+    auto logger = std::make_unique<RecordingLogger>();
+    log = logger.get();
+    return std::make_unique<WindowsScreenBlanker>(std::move(logger), document);
+  }
+
+  // Waits (briefly, in real time) until the worker has reached a state.
+  template <class Predicate>
+  static bool eventually(Predicate predicate) {
+    for (int i = 0; i < 200 && !predicate(); ++i) {
+      std::this_thread::sleep_for(10ms);
+    }
+    return predicate();
+  }
+
+  testing_support::VirtualClock clock;  // the gamma save's reads and sleeps cost no real time
+  RecordingLogger* log = nullptr;
+};
+
+TEST_F(WindowsScreenBlankerTest, BlankThatSucceedsReturnsAtOnceAndStaysInForce) {
+  auto blanker = makeBlanker();
+  EXPECT_EQ(log->count("Windows screen blanking started"), 1u);
+  const auto start = std::chrono::steady_clock::now();
+  blanker->requestScreenBlanking(IOSScreenBlanker::GammaBlanking);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 900ms);
+  EXPECT_TRUE(log->contains("Request to blank succeeded"));
+  EXPECT_EQ(blanker->getCurrentMethods(), 3u);
+  EXPECT_TRUE(isDark(readRamp("\\\\.\\DISPLAY1")));
+  EXPECT_TRUE(isDark(readRamp("\\\\.\\DISPLAY2")));
+
+  // A blank in force is applied again on every pass, so a display that came back goes dark.
+  SetRampProbe probe;
+  EXPECT_TRUE(eventually([&] { return probe.calls.load() >= 4; }));
+
+  blanker.reset();
+  EXPECT_EQ(log->count("Windows screen blanking ended"), 1u);
+  EXPECT_TRUE(isDark(readRamp("\\\\.\\DISPLAY1"))) << "destruction must leave the displays dark";
+}
+
+TEST_F(WindowsScreenBlankerTest, BlankThatNeverSucceedsFailsAtTheLimitAndGoesIdle) {
+  auto blanker = makeBlanker();
+  SetRampProbe probe;
+  probe.failSets = true;
+  blanker->requestScreenBlanking(IOSScreenBlanker::GammaBlanking);
+  EXPECT_TRUE(log->contains("Request to blank failed"));
+  EXPECT_EQ(blanker->getCurrentMethods(), 1u);
+  // About ten passes of two displays fit into the second; each failed pass sleeps 100 ms.
+  const int passes = probe.calls.load() / 2;
+  EXPECT_GE(passes, 5);
+  EXPECT_LE(passes, 12);
+  std::this_thread::sleep_for(300ms);
+  EXPECT_LE(probe.calls.load() / 2, passes + 1) << "the worker must go idle after giving up";
+  EXPECT_FALSE(isDark(readRamp("\\\\.\\DISPLAY1")));
+}
+
+TEST_F(WindowsScreenBlankerTest, BlankThatLaterFailsEndsTheBlankWithoutRetrying) {
+  auto blanker = makeBlanker();
+  blanker->requestScreenBlanking(IOSScreenBlanker::GammaBlanking);
+  ASSERT_EQ(blanker->getCurrentMethods(), 3u);
+  SetRampProbe probe;
+  probe.failSets = true;
+  ASSERT_TRUE(eventually([&] { return blanker->getCurrentMethods() == 1u; }));
+  const int calls = probe.calls.load();
+  std::this_thread::sleep_for(300ms);
+  EXPECT_EQ(probe.calls.load(), calls);
+}
+
+TEST_F(WindowsScreenBlankerTest, UnsupportedBitsAreDroppedWithAnError) {
+  auto blanker = makeBlanker();
+  blanker->requestScreenBlanking(
+      static_cast<IOSScreenBlanker::ScreenBlankingMethod>(IOSScreenBlanker::DPMSBlanking |
+                                                          IOSScreenBlanker::GammaBlanking));
+  ASSERT_EQ(log->count("Unsupported method 'DPMSBlanking' requested"), 1u);
+  for (const auto& record : log->records()) {
+    if (record.message == "Unsupported method 'DPMSBlanking' requested") {
+      EXPECT_EQ(record.level, ERROR);
+      EXPECT_EQ(record.resultCode, kUnexpectedFailure);
+    }
+  }
+  EXPECT_TRUE(log->contains("Request to blank succeeded"));
+
+  // DPMSBlanking alone leaves nothing: still a "blank", and it fails at the limit.
+  log->clear();
+  blanker->requestScreenBlanking(IOSScreenBlanker::DPMSBlanking);
+  EXPECT_TRUE(log->contains("Request to blank failed"));
+}
+
+TEST_F(WindowsScreenBlankerTest, RestoreWithoutBlankStillRunsAPass) {
+  auto blanker = makeBlanker();
+  blanker->requestScreenBlanking(IOSScreenBlanker::NoBlanking);
+  EXPECT_TRUE(log->contains("Request to restore succeeded"));
+  EXPECT_TRUE(log->contains("Restored initial device gamma ramps and successfully validated"));
+}
+
+TEST_F(WindowsScreenBlankerTest, SavedDocumentRoundTripsThroughARestoreRun) {
+  std::string document;
+  {
+    auto saver = makeBlanker();
+    document = saver->getSavedDisplayStates();
+    saver->requestScreenBlanking(IOSScreenBlanker::GammaBlanking);
+  }
+  ASSERT_FALSE(document.empty());
+  EXPECT_EQ(document.front(), '{');
+  EXPECT_EQ(document.back(), '\n');
+  EXPECT_NE(document[document.size() - 2], '\n');
+  EXPECT_EQ(document.find("initialMonitors"), std::string::npos);
+  EXPECT_TRUE(isDark(readRamp("\\\\.\\DISPLAY2")));
+
+  ScreenBlanker::setOption(0, true);
+  auto restorer = makeBlanker(document);
+  EXPECT_EQ(restorer->getSavedDisplayStates(), document);
+  restorer->requestScreenBlanking(IOSScreenBlanker::NoBlanking);
+  EXPECT_TRUE(log->contains("Request to restore succeeded"));
+  const Ramp restored = readRamp("\\\\.\\DISPLAY2");
+  for (int i = 0; i < 256; ++i) {
+    ASSERT_EQ(restored[256 + i], 257 * i) << "green word " << i;
+  }
+}
+
+struct DocumentCase {
+  const char* name;
+  std::string document;
+  bool parseError;  // "Failed to parse input" logged
+  bool fromDocument;  // the gamma state of the document is what the blanker holds
+};
+
+class DocumentReaderTest : public WindowsScreenBlankerTest,
+                           public ::testing::WithParamInterface<DocumentCase> {};
+
+TEST_P(DocumentReaderTest, FollowsTheFailureTable) {
+  ScreenBlanker::setOption(0, true);
+  auto blanker = makeBlanker(GetParam().document);
+  EXPECT_EQ(log->count("Failed to parse input"), GetParam().parseError ? 1u : 0u);
+  const std::string held = blanker->getSavedDisplayStates();
+  EXPECT_EQ(held.find("\"initialGammasSaved\" : true") != std::string::npos,
+            GetParam().fromDocument);
+}
+
+
+std::string ramp256(int value) {
+  std::string words;
+  for (int i = 0; i < 256; ++i) {
+    words += (i ? "," : "") + std::to_string(value);
+  }
+  return "[" + words + "]";
+}
+
+std::string validGamma() {
+  return R"("GammaBlanking":[{"displayName":"\\\\.\\DISPLAY1","initialGammasSaved":true,)"
+         R"("initialGammas":{"red":)" + ramp256(1) + R"(,"green":)" + ramp256(2) +
+         R"(,"blue":)" + ramp256(3) + "}}]";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, DocumentReaderTest,
+    ::testing::Values(
+        DocumentCase{"empty", "", false, false},
+        DocumentCase{"notJson", "this is not json", true, false},
+        DocumentCase{"cutShort", "{" + validGamma().substr(0, 80), true, false},
+        DocumentCase{"rootArray", "[1,2]", true, false},
+        DocumentCase{"emptyObject", "{}", false, false},
+        DocumentCase{"null", "null", false, false},
+        DocumentCase{"valid", "{" + validGamma() + "}", false, true},
+        DocumentCase{"validWithCommentsAndExtraKeys",
+                     "// saved\n{\"extra\":1," + validGamma() + ",\"initialMonitors\":[]}", false,
+                     true},
+        DocumentCase{"gammaOfWrongType", R"({"GammaBlanking":[5]})", true, false},
+        DocumentCase{"monitorThatIsNotAnObject", "{" + validGamma() + R"(,"initialMonitors":[7]})",
+                     true, true},
+        DocumentCase{"monitorsAsNonEmptyObject",
+                     "{" + validGamma() + R"(,"initialMonitors":{"a":1}})", true, true},
+        DocumentCase{"monitorsAsNumber", "{" + validGamma() + R"(,"initialMonitors":3})", false,
+                     true},
+        DocumentCase{"negativeCoordinate",
+                     "{" + validGamma() +
+                         R"(,"initialMonitors":[{"name":"\\\\.\\DISPLAY1","position":{"left":-1}}]})",
+                     true, true},
+        DocumentCase{"numericNameAndFloatCoordinate",
+                     "{" + validGamma() +
+                         R"(,"initialMonitors":[{"name":5,"position":{"left":1.5}}]})",
+                     false, true},
+        DocumentCase{"nameThatIsAnArray",
+                     "{" + validGamma() + R"(,"initialMonitors":[{"name":[1]}]})", true, true}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(WindowsScreenBlankerTest, DocumentNestedBeyondTheParserLimitEndsConstruction) {
+  const std::string deep = std::string(2000, '[') + std::string(2000, ']');
+  EXPECT_THROW(makeBlanker(deep), std::exception);
+}
+
+}  // namespace
