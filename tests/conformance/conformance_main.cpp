@@ -9,7 +9,22 @@
 #include <string>
 #endif
 
+#include <cstdlib>
+#include <cstring>
+
+#include "tests/conformance/conformance_self.h"
+
+namespace conformance {
+std::string selfPath;
+}  // namespace conformance
+
 int main(int argc, char** argv) {
+  // Started by a check as a child process: end at once with the given status.
+  constexpr const char kExitFlag[] = "--conformance-exit=";
+  if (argc > 1 && std::strncmp(argv[1], kExitFlag, sizeof kExitFlag - 1) == 0) {
+    return std::atoi(argv[1] + sizeof kExitFlag - 1);
+  }
+  conformance::selfPath = argv[0];
   ::testing::InitGoogleTest(&argc, argv);
 #ifndef _WIN32
   std::string pattern =

@@ -1,0 +1,9 @@
+// The path of the running conformance executable, for checks that start it as a child.
+#pragma once
+
+#include <string>
+
+namespace conformance {
+// argv[0] of the check executable. Started with "--conformance-exit=N" it ends with status N.
+extern std::string selfPath;
+}  // namespace conformance
