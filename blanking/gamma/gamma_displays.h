@@ -1,0 +1,25 @@
+// The display devices of the machine: listing them, a device context for one, and whether its
+// monitor is on.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "blanking/gamma/gamma_display.h"
+#include "logging/logger.h"
+#include "platform/displays.h"
+
+// A device context of the display, released by DeleteDC with the last copy. Empty when
+// CreateDCA gives none.
+std::shared_ptr<HDC__> makeSharedHDC(const std::string& displayName);
+
+// True when the first monitor of the display device is listed and on.
+bool isDisplayActive(const GammaDisplay& display);
+
+// The display devices in listing order, without mirroring drivers.
+std::vector<DISPLAY_DEVICEA> enumerateDisplayDevices();
+
+// One record per display device. Unless restoreOnly, each display that gives a device context
+// has its initial gamma saved.
+std::vector<GammaDisplay> buildDisplayList(velmo::logging::LoggerBase& logger, bool restoreOnly);

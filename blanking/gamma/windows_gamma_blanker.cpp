@@ -1,0 +1,137 @@
+// Construction and the blank and restore passes of the gamma blanker.
+#include "blanking/gamma/windows_gamma_blanker.h"
+
+#include <fmt/format.h>
+
+#include <stdexcept>
+#include <utility>
+
+#include "blanking/gamma/gamma_displays.h"
+#include "blanking/gamma/gamma_restore.h"
+#include "blanking/gamma/gamma_save.h"
+#include "platform/displays.h"
+#include "platform/errors.h"
+
+namespace {
+
+using velmo::logging::DEBUG;
+using velmo::logging::ERROR;
+using velmo::logging::kUnexpectedFailure;
+using velmo::logging::LoggerBase;
+
+std::unique_ptr<LoggerBase> requireLogger(std::unique_ptr<LoggerBase> logger) {
+  if (!logger) {
+    throw std::invalid_argument("Windows gamma blanker requires a logger");
+  }
+  return logger;
+}
+
+}  // namespace
+
+WindowsGammaBlanker::WindowsGammaBlanker(std::unique_ptr<LoggerBase> logger,
+                                         const Json::Value& savedState, bool restoreOnly)
+    : logger(requireLogger(std::move(logger))),
+      restoreOnly(restoreOnly),
+      blankingGamma(kBlankingRamp),
+      displays(buildDisplayList(*this->logger, restoreOnly)) {
+  fromJson(savedState);
+}
+
+bool WindowsGammaBlanker::blank() {
+  bool success = true;
+  for (GammaDisplay& display : displays) {
+    const std::shared_ptr<HDC__> deviceContext = openForPass(display, "blank", success);
+    if (deviceContext && !blankDisplay(display, deviceContext)) {
+      success = false;
+    }
+  }
+  if (!success) {
+    velmo::logging::logError(*logger, kUnexpectedFailure,
+                             "Failed to set blanking gamma ramps for one or more displays");
+  }
+  return success;
+}
+
+bool WindowsGammaBlanker::restore() {
+  bool success = true;
+  for (GammaDisplay& display : displays) {
+    const std::shared_ptr<HDC__> deviceContext = openForPass(display, "restore", success);
+    if (deviceContext && !restoreDisplay(display, deviceContext)) {
+      success = false;
+    }
+  }
+  if (!success) {
+    velmo::logging::logError(*logger, kUnexpectedFailure,
+                             "Failed to restore initial gamma ramps for one or more displays");
+  }
+  return success;
+}
+
+std::shared_ptr<HDC__> WindowsGammaBlanker::openForPass(GammaDisplay& display, const char* action,
+                                                        bool& success) {
+  std::shared_ptr<HDC__> deviceContext = makeSharedHDC(display.displayName);
+  if (deviceContext) {
+    display.offNoticeLogged = false;
+  } else if (isDisplayActive(display)) {
+    if (logger->logLevel >= ERROR) {
+      velmo::logging::logAt(
+          *logger, ERROR, kUnexpectedFailure,
+          fmt::format("Failed to create device context for display {}", display.displayName));
+    }
+    success = false;
+  } else if (!display.offNoticeLogged) {
+    // A display that stays off is reported once, and again only after it has been back.
+    if (logger->logLevel >= DEBUG) {
+      velmo::logging::logAt(*logger, DEBUG, logger->defaultResultCode,
+                            fmt::format("Could not {} display {} because it is turned off, skipping",
+                                        action, display.displayName));
+    }
+    display.offNoticeLogged = true;
+  }
+  return deviceContext;
+}
+
+bool WindowsGammaBlanker::blankDisplay(GammaDisplay& display,
+                                       const std::shared_ptr<HDC__>& deviceContext) {
+  if (!display.initialGammasSaved && !restoreOnly) {
+    // A failed save still blanks the display; it comes back to the linear ramp later.
+    if (!saveInitialGamma(*logger, deviceContext, display.initialGammas)) {
+      setLinearRamp(display.initialGammas);
+    }
+    display.initialGammasSaved = true;
+  }
+  if (!platform::SetDeviceGammaRamp(deviceContext.get(), &blankingGamma)) {
+    const auto errorCode = static_cast<std::int32_t>(platform::GetLastError());
+    if (logger->logLevel >= ERROR) {
+      velmo::logging::logAt(*logger, ERROR, errorCode,
+                            fmt::format("Failed to set gamma ramp for {} display",
+                                        display.displayName));
+    }
+    return false;
+  }
+  return true;
+}
+
+bool WindowsGammaBlanker::restoreDisplay(const GammaDisplay& display,
+                                         const std::shared_ptr<HDC__>& deviceContext) {
+  if (!display.initialGammasSaved) {
+    velmo::logging::logError(*logger, kUnexpectedFailure,
+                             "Skipping gamma restoration on display: initial gamma was not saved");
+    return false;
+  }
+  for (std::uint32_t attempt = 0; attempt < kGammaRestoreAttempts; ++attempt) {
+    if (restoreInitialGamma(*logger, deviceContext, attempt, display.initialGammas)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+GammaDisplay* WindowsGammaBlanker::findDisplay(const std::string& displayName) {
+  for (GammaDisplay& display : displays) {
+    if (display.displayName == displayName) {
+      return &display;
+    }
+  }
+  return nullptr;
+}
