@@ -2,8 +2,19 @@
 # prefix made by scripts/build-windows-deps.sh for the Windows build). Nothing is vendored.
 find_package(Threads REQUIRED)
 
-find_package(fmt CONFIG REQUIRED)
-set(KESTRINE_FMT fmt::fmt)
+if(WIN32)
+  # The Windows build takes fmt's headers from the private prefix and compiles fmt inline.
+  find_path(KESTRINE_FMT_INCLUDE_DIR fmt/format.h REQUIRED)
+  add_library(kestrine_fmt INTERFACE)
+  target_include_directories(kestrine_fmt SYSTEM INTERFACE ${KESTRINE_FMT_INCLUDE_DIR})
+  target_compile_definitions(kestrine_fmt INTERFACE FMT_HEADER_ONLY)
+  set(KESTRINE_FMT kestrine_fmt)
+  # Win32 import libraries that the platform_windows forwarders need.
+  set(KESTRINE_WIN32_LIBS gdi32 user32 advapi32 wintrust crypt32)
+else()
+  find_package(fmt CONFIG REQUIRED)
+  set(KESTRINE_FMT fmt::fmt)
+endif()
 find_package(jsoncpp CONFIG REQUIRED)
 if(TARGET JsonCpp::JsonCpp)
   set(KESTRINE_JSONCPP JsonCpp::JsonCpp)

@@ -1,0 +1,172 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test:
+#   1. the Linux debug build (sim): every ctest test (unit, conformance, e2e);
+#   2. the unit tests under AddressSanitizer+UBSan and under ThreadSanitizer;
+#   3. the Windows cross build: every ctest test of its build directory (conformance checks,
+#      Windows scenarios) under Wine, with a private Wine prefix.
+# Goes on after a failed section where it can, exits non-zero if anything failed, and ends with
+# the line "N passed, N failed" (tests over all ctest runs; a failed set-up, configure or
+# build step counts as one failure).
+#
+# Environment:
+#   KESTRINE_BUILD_ROOT   where the build directories go (default: build/ of the repository)
+#   KESTRINE_JOBS         parallel jobs for builds and ctest (default 2)
+#   KESTRINE_SANITIZERS   0 skips the asan and tsan runs (default 1)
+#   KESTRINE_WINDOWS      0 skips the Windows build and the Wine runs (default 1)
+#   KESTRINE_SKIP_SETUP   1 skips scripts/setup-debian.sh
+set -uo pipefail
+
+root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+build_root=${KESTRINE_BUILD_ROOT:-$root/build}
+mkdir -p "$build_root"
+build_root=$(cd -- "$build_root" && pwd)
+jobs=${KESTRINE_JOBS:-2}
+started=$SECONDS
+
+passed=0
+failed=0
+problems=()
+
+section() { printf '\n==== %s ====\n' "$*"; }
+note() { printf -- '--- %s\n' "$*"; }
+problem() {
+    problems+=("$1")
+    failed=$((failed + 1))
+    note "FAILED: $1"
+}
+
+# step NAME COMMAND...: runs one set-up, configure or build step; a failure counts as one.
+step() {
+    local name=$1 t0=$SECONDS
+    shift
+    note "$name"
+    if "$@"; then
+        note "$name: done in $((SECONDS - t0)) s"
+        return 0
+    fi
+    problem "$name"
+    return 1
+}
+
+# quiet COMMAND...: runs a chatty command, showing its output only when it fails.
+quiet() {
+    local log rc
+    log=$(mktemp "$build_root/.step-output.XXXXXX")
+    "$@" >"$log" 2>&1
+    rc=$?
+    if [[ $rc -ne 0 ]]; then cat "$log"; fi
+    rm -f "$log"
+    return $rc
+}
+
+# run_ctest NAME BUILD-DIR [CTEST-ARGS...]: runs ctest and adds its counts to the totals.
+run_ctest() {
+    local name=$1 dir=$2 t0=$SECONDS out rc line total bad
+    shift 2
+    out=$(mktemp "$build_root/.ctest-output.XXXXXX")
+    ctest --test-dir "$dir" --output-on-failure --timeout 300 -j "$jobs" "$@" 2>&1 | tee "$out"
+    rc=${PIPESTATUS[0]}
+    line=$(grep -E '^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+' "$out" | tail -n 1)
+    rm -f "$out"
+    if [[ $line =~ ([0-9]+)\ tests?\ failed\ out\ of\ ([0-9]+) ]]; then
+        bad=${BASH_REMATCH[1]}
+        total=${BASH_REMATCH[2]}
+    else
+        bad=0
+        total=0
+    fi
+    passed=$((passed + total - bad))
+    failed=$((failed + bad))
+    if [[ $total -eq 0 ]]; then
+        problem "$name: no tests ran"
+    elif [[ $rc -ne 0 && $bad -eq 0 ]]; then
+        problem "$name: ctest exited with $rc"
+    elif [[ $bad -ne 0 ]]; then
+        problems+=("$name: $bad of $total tests failed")
+    fi
+    note "$name: $((total - bad)) passed, $bad failed in $((SECONDS - t0)) s"
+}
+
+# linux_suite PRESET LABEL...: configures and builds a Linux preset, then runs its tests (all
+# tests, or only those with one of the labels).
+linux_suite() {
+    local preset=$1 dir=$build_root/$1 filter=()
+    shift
+    if [[ $# -gt 0 ]]; then filter=(-L "^($(IFS='|'; echo "$*"))\$"); fi
+    section "Linux $preset build"
+    step "configure $preset" quiet cmake --preset "$preset" -B "$dir" -Wno-dev || return
+    step "build $preset" cmake --build "$dir" --parallel "$jobs" || return
+    section "Linux $preset tests"
+    run_ctest "$preset" "$dir" "${filter[@]}"
+}
+
+# --- set-up ------------------------------------------------------------------------------------
+section "Set-up"
+if [[ ${KESTRINE_SKIP_SETUP:-0} != 1 ]]; then
+    if ! step "install missing packages" bash scripts/setup-debian.sh; then
+        printf '\n%d passed, %d failed\n' "$passed" "$failed"
+        exit 1
+    fi
+fi
+
+# --- Linux ---------------------------------------------------------------------------------------
+linux_suite debug
+
+if [[ ${KESTRINE_SANITIZERS:-1} != 0 ]]; then
+    ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1} \
+        linux_suite asan unit
+    TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1 second_deadlock_stack=1} \
+        linux_suite tsan unit
+fi
+
+# --- Windows -------------------------------------------------------------------------------------
+wine_server_up=0
+stop_wine() {
+    if [[ $wine_server_up == 1 ]]; then
+        wineserver -k >/dev/null 2>&1 || true
+        wine_server_up=0
+    fi
+}
+trap stop_wine EXIT
+
+# Starts a persistent wineserver on the private prefix and creates the prefix on first use, so
+# that no test waits for Wine's background processes (they hold the output pipe of the first
+# program that starts them).
+start_wine() {
+    mkdir -p "$WINEPREFIX"
+    wineserver -p || return
+    wine_server_up=1
+    local t0=$SECONDS
+    [[ -f $WINEPREFIX/system.reg ]] || note "creating the Wine prefix $WINEPREFIX"
+    wine cmd /c exit 0 </dev/null >/dev/null 2>&1 || return
+    note "Wine ready in $((SECONDS - t0)) s"
+}
+
+if [[ ${KESTRINE_WINDOWS:-1} != 0 ]]; then
+    windows_dir=$build_root/windows
+    deps_prefix=$build_root/windows-deps/prefix
+    export WINEPREFIX=$build_root/wine-prefix
+    export WINEDEBUG=-all
+    export WINEDLLOVERRIDES="winedbg.exe=d;mscoree=d;mshtml=d"
+    section "Windows build (mingw-w64)"
+    if step "cross-build the libraries" bash scripts/build-windows-deps.sh "$deps_prefix" &&
+        step "configure windows" quiet cmake --preset windows -B "$windows_dir" -Wno-dev \
+            -DKESTRINE_WINDOWS_DEPS="$deps_prefix" &&
+        step "build windows" cmake --build "$windows_dir" --parallel "$jobs"; then
+        section "Windows tests under Wine"
+        if step "start Wine" start_wine; then
+            run_ctest windows "$windows_dir"
+        fi
+        stop_wine
+    fi
+fi
+
+# --- summary -------------------------------------------------------------------------------------
+section "Summary"
+for item in "${problems[@]}"; do
+    note "$item"
+done
+note "total time $((SECONDS - started)) s"
+printf '%d passed, %d failed\n' "$passed" "$failed"
+[[ $failed -eq 0 ]]
