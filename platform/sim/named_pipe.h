@@ -1,0 +1,25 @@
+// Sim only: the server and client ends of named pipes as kernel objects, and what the Win32 pipe
+// operations do with them. Arguments are checked by the operations in pipes_files.cpp; these
+// functions set the last error themselves on failure.
+#pragma once
+
+#include <string>
+
+#include "platform/types.h"
+
+namespace sim {
+
+// One more instance of the pipe with table key `key`, listening for a client.
+HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInstances,
+                          DWORD defaultTimeout);
+// The client end, connected to a free instance: ERROR_FILE_NOT_FOUND when the pipe has no
+// instance, ERROR_PIPE_BUSY when none is free.
+HANDLE openPipeClient(const std::string& key, DWORD desiredAccess);
+// Nonzero as soon as an instance is free; ERROR_SEM_TIMEOUT after `timeout` ms, and
+// ERROR_FILE_NOT_FOUND at once when the pipe has no instance.
+BOOL waitForPipeInstance(const std::string& key, DWORD timeout);
+
+BOOL connectPipeInstance(HANDLE server);
+BOOL disconnectPipeInstance(HANDLE server);
+
+}  // namespace sim

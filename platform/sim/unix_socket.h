@@ -1,0 +1,28 @@
+// Sim only: the Unix domain stream sockets that carry the sim's named pipes. Plain POSIX calls
+// with errno for errors; Windows meanings are given by the callers.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace sim {
+namespace unixsocket {
+
+// Where a socket meant for `preferred` is bound: `preferred` itself when it fits a socket address,
+// else a short path in the temporary directory derived from it.
+std::filesystem::path addressFor(const std::filesystem::path& preferred);
+
+// A listening socket bound to `path` (an old file there is replaced). -1 on failure.
+int listenAt(const std::filesystem::path& path);
+// A socket connected to the listener at `path`. -1 on failure.
+int connectTo(const std::filesystem::path& path);
+// Takes one queued connection. With `wait` false it gives -1 at once when none is queued.
+int acceptOne(int listenFd, bool wait);
+// Whether the other end has closed its socket.
+bool peerClosed(int fd);
+// The number of bytes this end has written that the other end has not read yet; -1 on failure.
+int unreadByPeer(int fd);
+void closeFd(int& fd);
+
+}  // namespace unixsocket
+}  // namespace sim

@@ -1,0 +1,173 @@
+// What the program and the peer rely on of named pipes: a missing pipe gives 2, a busy one 231
+// with a bounded wait, the end of the stream gives 109, a write to a closed end 232, and bytes
+// pass in order whatever the chunking.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+#include "platform/errors.h"
+#include "platform/pipes_files.h"
+#include "tests/conformance/pipe_fixture.h"
+
+namespace {
+
+using conformance::Handle;
+using conformance::createServer;
+using conformance::openClient;
+using conformance::readToEnd;
+using conformance::uniquePipeName;
+using conformance::writeAll;
+
+std::string pattern(std::size_t size) {
+  std::string bytes(size, '\0');
+  for (std::size_t i = 0; i < size; ++i) {
+    bytes[i] = static_cast<char>('a' + (i * 7 + i / 26) % 26);
+  }
+  return bytes;
+}
+
+TEST(PipeConformance, NoInstanceGivesFileNotFoundWithoutWaiting) {
+  const auto name = uniquePipeName("missing");
+  Handle client(openClient(name));
+  EXPECT_FALSE(client.valid());
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+  // A long timeout: the call must fail at once, not wait it out.
+  EXPECT_FALSE(platform::WaitNamedPipeW(name.c_str(), 60000));
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+}
+
+TEST(PipeConformance, ConnectedInstanceIsBusyUntilServerListensAgain) {
+  const auto name = uniquePipeName("busy");
+  Handle server(createServer(name));
+  ASSERT_TRUE(server.valid());
+  Handle first(openClient(name));
+  ASSERT_TRUE(first.valid());
+
+  Handle second(openClient(name));
+  EXPECT_FALSE(second.valid());
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_PIPE_BUSY));
+  EXPECT_FALSE(platform::WaitNamedPipeW(name.c_str(), 50));
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_SEM_TIMEOUT));
+
+  // A closed client keeps the instance until the server disconnects, and a disconnected one
+  // takes nobody until it listens again.
+  first.reset();
+  EXPECT_FALSE(Handle(openClient(name)).valid());
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_PIPE_BUSY));
+  ASSERT_TRUE(platform::DisconnectNamedPipe(server.get()));
+  EXPECT_FALSE(Handle(openClient(name)).valid());
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_PIPE_BUSY));
+
+  BOOL connected = FALSE;
+  std::thread listener([&] { connected = platform::ConnectNamedPipe(server.get(), nullptr); });
+  const BOOL free = platform::WaitNamedPipeW(name.c_str(), 10000);
+  Handle third(openClient(name));
+  listener.join();
+  EXPECT_TRUE(free);
+  EXPECT_TRUE(third.valid());
+  EXPECT_TRUE(connected);
+}
+
+TEST(PipeConformance, ClientThatCameFirstIsReportedByConnectNamedPipe) {
+  const auto name = uniquePipeName("early");
+  Handle server(createServer(name));
+  Handle client(openClient(name));
+  ASSERT_TRUE(client.valid());
+  EXPECT_FALSE(platform::ConnectNamedPipe(server.get(), nullptr));
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_PIPE_CONNECTED));
+}
+
+TEST(PipeConformance, FirstInstanceFixesTheInstanceLimit) {
+  const auto single = uniquePipeName("single");
+  Handle one(createServer(single, 1));
+  ASSERT_TRUE(one.valid());
+  EXPECT_FALSE(Handle(createServer(single, 1)).valid());
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_PIPE_BUSY));
+
+  const auto pair = uniquePipeName("pair");
+  Handle a(createServer(pair, 2));
+  Handle b(createServer(pair, 2));
+  ASSERT_TRUE(a.valid());
+  ASSERT_TRUE(b.valid());
+  Handle client(openClient(pair));
+  ASSERT_TRUE(client.valid());
+  EXPECT_TRUE(platform::WaitNamedPipeW(pair.c_str(), 50)) << "one of two instances is still free";
+  EXPECT_FALSE(Handle(createServer(pair, 2)).valid());
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_PIPE_BUSY));
+}
+
+// One end writes and closes; the other still reads what was written, then meets the end of the
+// stream (109), and cannot write any more (232).
+enum class Writer { Server, Client };
+
+class ClosedEndTest : public ::testing::TestWithParam<Writer> {};
+
+TEST_P(ClosedEndTest, ReaderGetsTheDataThenBrokenPipe) {
+  const auto name = uniquePipeName("closed");
+  Handle server(createServer(name));
+  Handle client(openClient(name));
+  ASSERT_TRUE(client.valid());
+  Handle& writer = GetParam() == Writer::Server ? server : client;
+  Handle& reader = GetParam() == Writer::Server ? client : server;
+
+  ASSERT_TRUE(writeAll(writer.get(), "abc"));
+  writer.reset();
+
+  DWORD error = 0;
+  EXPECT_EQ(readToEnd(reader.get(), 1023, error), "abc");
+  EXPECT_EQ(error, static_cast<DWORD>(ERROR_BROKEN_PIPE));
+  EXPECT_FALSE(writeAll(reader.get(), "x"));
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_NO_DATA));
+}
+
+INSTANTIATE_TEST_SUITE_P(BothDirections, ClosedEndTest,
+                         ::testing::Values(Writer::Server, Writer::Client));
+
+// A document larger than any buffer passes whole; reads of 1023 bytes need not line up with
+// the writes.
+TEST(PipeConformance, ByteStreamKeepsOrderAcrossChunkBoundaries) {
+  const auto name = uniquePipeName("stream");
+  const std::string document = pattern(300000);
+  Handle server(createServer(name));
+  ASSERT_TRUE(server.valid());
+  bool sent = false;
+  std::thread peer([&] {
+    // The server end is closed on every path, so the reader never waits for ever.
+    const bool connected = platform::ConnectNamedPipe(server.get(), nullptr) ||
+                           platform::GetLastError() == ERROR_PIPE_CONNECTED;
+    bool written = connected;
+    for (std::size_t offset = 0; written && offset < document.size(); offset += 1000) {
+      written = writeAll(server.get(), document.substr(offset, 1000));
+    }
+    sent = written && platform::FlushFileBuffers(server.get()) != FALSE;
+    server.reset();
+  });
+  ASSERT_TRUE(platform::WaitNamedPipeW(name.c_str(), 10000));
+  Handle client(openClient(name));
+  DWORD error = 0;
+  const std::string received = client.valid() ? readToEnd(client.get(), 1023, error) : "";
+  peer.join();
+  EXPECT_TRUE(sent);
+  EXPECT_EQ(received.size(), document.size());
+  EXPECT_TRUE(received == document);
+  EXPECT_EQ(error, static_cast<DWORD>(ERROR_BROKEN_PIPE));
+}
+
+TEST(PipeConformance, NamesThatAreNotPipesAreRefusedByTheServer) {
+  EXPECT_FALSE(Handle(platform::CreateNamedPipeW(conformance::widen("not a pipe").c_str(),
+                                                 PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 1024,
+                                                 1024, 0, nullptr))
+                   .valid());
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_INVALID_NAME));
+}
+
+TEST(PipeConformance, CloseHandleRefusesAHandleThatIsNotOpen) {
+  const auto name = uniquePipeName("close");
+  HANDLE server = createServer(name);
+  ASSERT_TRUE(platform::CloseHandle(server));
+  EXPECT_FALSE(platform::CloseHandle(server));
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+}
+
+}  // namespace
