@@ -1,0 +1,19 @@
+// The table of the peer's commands.
+#include "tools/peer/commands.h"
+
+#include <iostream>
+
+#include "tools/peer/transfer_commands.h"
+
+namespace peer {
+
+std::vector<PeerCommand> peerCommands() {
+  return {
+      {"receive", &runReceive},
+      {"send", &runSend},
+  };
+}
+
+void printStatus(const std::string& line) { std::cout << "kestrine-peer: " << line << std::endl; }
+
+}  // namespace peer

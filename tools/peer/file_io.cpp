@@ -1,0 +1,80 @@
+// Whole-file reads and durable replacement through CreateFileW, ReadFile, WriteFile,
+// FlushFileBuffers and MoveFileExW.
+#include "tools/peer/file_io.h"
+
+#include <algorithm>
+#include <system_error>
+
+#include "common/text_conversion.h"
+#include "platform/errors.h"
+#include "platform/pipes_files.h"
+#include "tools/peer/owned_handle.h"
+#include "tools/peer/peer_error.h"
+
+namespace peer {
+namespace {
+
+constexpr DWORD kIoChunk = 64 * 1024;
+
+platform::WideString widePath(const std::filesystem::path& path) {
+  return velmo::utf8ToWide(path.u8string());
+}
+
+OwnedHandle openFile(const std::filesystem::path& path, DWORD access, DWORD disposition) {
+  return adopt(platform::CreateFileW(widePath(path).c_str(), access, 0, nullptr, disposition,
+                                     FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+}  // namespace
+
+std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
+  const OwnedHandle file = openFile(path, GENERIC_READ, OPEN_EXISTING);
+  if (!file) {
+    const DWORD error = platform::GetLastError();
+    if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) {
+      return std::nullopt;
+    }
+    throw PeerError("cannot open " + path.u8string(), error);
+  }
+  std::string content;
+  std::string buffer(kIoChunk, '\0');
+  DWORD count = 0;
+  do {
+    if (!platform::ReadFile(file.get(), &buffer[0], kIoChunk, &count, nullptr)) {
+      throw PeerError("cannot read " + path.u8string(), platform::GetLastError());
+    }
+    content.append(buffer.data(), count);
+  } while (count > 0);
+  return content;
+}
+
+void writeFileDurably(const std::filesystem::path& path, const std::string& content) {
+  std::error_code ec;
+  if (path.has_parent_path()) {
+    std::filesystem::create_directories(path.parent_path(), ec);
+  }
+  std::filesystem::path temporary = path;
+  temporary += ".tmp";
+  {
+    const OwnedHandle file = openFile(temporary, GENERIC_WRITE, CREATE_ALWAYS);
+    if (!file) {
+      throw PeerError("cannot create " + temporary.u8string(), platform::GetLastError());
+    }
+    for (std::size_t offset = 0; offset < content.size(); offset += kIoChunk) {
+      const DWORD size = static_cast<DWORD>(std::min<std::size_t>(kIoChunk, content.size() - offset));
+      DWORD written = 0;
+      if (!platform::WriteFile(file.get(), content.data() + offset, size, &written, nullptr)) {
+        throw PeerError("cannot write " + temporary.u8string(), platform::GetLastError());
+      }
+    }
+    if (!platform::FlushFileBuffers(file.get())) {
+      throw PeerError("cannot flush " + temporary.u8string(), platform::GetLastError());
+    }
+  }
+  if (!platform::MoveFileExW(widePath(temporary).c_str(), widePath(path).c_str(),
+                             MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    throw PeerError("cannot replace " + path.u8string(), platform::GetLastError());
+  }
+}
+
+}  // namespace peer

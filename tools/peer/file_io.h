@@ -1,0 +1,18 @@
+// Whole-file reads and durable replacement of a file, through the platform's file operations.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace peer {
+
+// The file's bytes, or nothing when it does not exist. Throws PeerError on other failures.
+std::optional<std::string> readWholeFile(const std::filesystem::path& path);
+
+// Replaces `path` so that a crash leaves either the old or the new content: the bytes go to a
+// temporary file beside it, are flushed to disk, and the temporary file is renamed over the
+// target with write-through. Makes the directory if needed. Throws PeerError on failure.
+void writeFileDurably(const std::filesystem::path& path, const std::string& content);
+
+}  // namespace peer

@@ -1,0 +1,36 @@
+// kestrine-peer: the reference peer of the Kestrine tool.
+//   kestrine-peer receive [--out FILE]   take one document from the tool and store it
+//   kestrine-peer send [--in FILE]       hand the stored document to the tool
+// Common options: --pipe NAME (default KestrinePipe), --instances N, --store DIR.
+// Exit status: 0 done, 1 bad command line, 2 the transfer or the store failed.
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "tools/peer/commands.h"
+#include "tools/peer/peer_error.h"
+#include "tools/peer/peer_options.h"
+
+int main(int argc, char** argv) {
+  try {
+    const std::vector<peer::PeerCommand> commands = peer::peerCommands();
+    std::vector<std::string> names;
+    for (const peer::PeerCommand& command : commands) {
+      names.push_back(command.name);
+    }
+    const peer::PeerOptions options = peer::parsePeerOptions(argc, argv, names);
+    for (const peer::PeerCommand& command : commands) {
+      if (command.name == options.command) {
+        return command.run(options);
+      }
+    }
+    throw peer::UsageError("unknown command " + options.command);
+  } catch (const peer::UsageError& e) {
+    std::cerr << "kestrine-peer: " << e.what() << " (see kestrine-peer --help)" << std::endl;
+    return 1;
+  } catch (const std::exception& e) {
+    std::cerr << "kestrine-peer: " << e.what() << std::endl;
+    return 2;
+  }
+}

@@ -1,0 +1,28 @@
+// The peer's command line: kestrine-peer <command> [options].
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/types.h"
+
+namespace peer {
+
+struct PeerOptions {
+  std::string command;
+  std::string pipeName;                             // the NAME of \\.\pipe\NAME
+  DWORD maxInstances = 1;                           // of the pipe, 1..255 (255: unlimited)
+  std::filesystem::path storeDirectory;             // --store, else the default store
+  std::optional<std::filesystem::path> outFile;     // receive: where the document goes instead
+  std::optional<std::filesystem::path> inFile;      // send: where the document comes from instead
+};
+
+// Parses the command line; `commands` are the command words it accepts. TCLAP prints usage and
+// ends the process for --help, --version and malformed input; values it cannot judge are refused
+// with UsageError.
+PeerOptions parsePeerOptions(int argc, const char* const* argv,
+                             const std::vector<std::string>& commands);
+
+}  // namespace peer
