@@ -253,7 +253,11 @@ bool updateDisplay(const std::string& name, const std::function<void(SimDisplay&
   }
   SimDisplay display = decodeDisplay(*text);
   change(display);
-  writeMachineFile(recordFile(name), encodeDisplay(display));
+  // A repeated blank pass sets the ramp the display already holds: nothing to write then.
+  const std::string changed = encodeDisplay(display);
+  if (changed != *text) {
+    writeMachineFile(recordFile(name), changed);
+  }
   return true;
 }
 

@@ -1,0 +1,122 @@
+// Timings of gamma blanking over simulated displays: one blank pass and one restore pass over 1,
+// 4 and 16 displays, and the document's write and read with 16 displays. Each run gets a
+// machine of its own in a temporary root.
+#include <benchmark/benchmark.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "blanking/gamma/windows_gamma_blanker.h"
+#include "logging/logger.h"
+#include "platform/sim/display_state.h"
+#include "platform/sim/machine.h"
+
+namespace {
+
+// Discards everything: the figures are for the work, not the log.
+class SilentLogger : public velmo::logging::LoggerBase {
+ public:
+  SilentLogger() : LoggerBase(velmo::logging::ERROR) {}
+  void log(const std::string&, velmo::logging::LogLevel, const long&) override {}
+  void log(const std::string&, velmo::logging::LogLevel, std::int32_t) override {}
+  std::unique_ptr<LoggerBase> createSessionLogger(const std::string&) override {
+    return std::make_unique<SilentLogger>();
+  }
+  std::unique_ptr<LoggerBase> createCategoryLogger(std::uint32_t) override {
+    return std::make_unique<SilentLogger>();
+  }
+};
+
+// A temporary machine with `count` displays whose initial gammas are saved from a document, so
+// that no stability test runs (it sleeps for real outside the tests).
+class Machine {
+ public:
+  explicit Machine(std::size_t count) {
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "kestrine-bench-XXXXXX").string();
+    if (!::mkdtemp(pattern.data())) {
+      throw std::runtime_error("cannot make a temporary sim root");
+    }
+    root = pattern;
+    ::setenv("KESTRINE_SIM_ROOT", root.c_str(), 1);
+    sim::replaceDisplays(sim::defaultDisplays(count));
+    const WindowsGammaBlanker probe(std::make_unique<SilentLogger>(), Json::Value(), true);
+    document = probe.toJson();
+    for (Json::Value& element : document) {
+      element["initialGammasSaved"] = true;
+    }
+  }
+  ~Machine() {
+    std::error_code ec;
+    std::filesystem::remove_all(root, ec);
+  }
+  std::unique_ptr<WindowsGammaBlanker> blanker() const {
+    return std::make_unique<WindowsGammaBlanker>(std::make_unique<SilentLogger>(), document, true);
+  }
+
+  Json::Value document;
+
+ private:
+  std::filesystem::path root;
+};
+
+// Each timed pass finds the displays in the other state, so that it really changes them.
+void BM_BlankPass(benchmark::State& state) {
+  Machine machine(static_cast<std::size_t>(state.range(0)));
+  const auto blanker = machine.blanker();
+  for (auto _ : state) {
+    state.PauseTiming();
+    blanker->restore();
+    state.ResumeTiming();
+    benchmark::DoNotOptimize(blanker->blank());
+  }
+}
+BENCHMARK(BM_BlankPass)->Arg(1)->Arg(4)->Arg(16)->Unit(benchmark::kMillisecond);
+
+void BM_RestorePass(benchmark::State& state) {
+  Machine machine(static_cast<std::size_t>(state.range(0)));
+  const auto blanker = machine.blanker();
+  for (auto _ : state) {
+    state.PauseTiming();
+    blanker->blank();
+    state.ResumeTiming();
+    benchmark::DoNotOptimize(blanker->restore());
+  }
+}
+BENCHMARK(BM_RestorePass)->Arg(1)->Arg(4)->Arg(16)->Unit(benchmark::kMillisecond);
+
+// A restore as the restore action does it: the blanker made from the document, then one pass.
+void BM_RestoreFromDocument(benchmark::State& state) {
+  Machine machine(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) {
+    state.PauseTiming();
+    machine.blanker()->blank();
+    state.ResumeTiming();
+    benchmark::DoNotOptimize(machine.blanker()->restore());
+  }
+}
+BENCHMARK(BM_RestoreFromDocument)->Arg(4)->Unit(benchmark::kMillisecond);
+
+void BM_ToJson(benchmark::State& state) {
+  Machine machine(16);
+  const auto blanker = machine.blanker();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(blanker->toJson());
+  }
+}
+BENCHMARK(BM_ToJson)->Unit(benchmark::kMicrosecond);
+
+void BM_FromJson(benchmark::State& state) {
+  Machine machine(16);
+  const auto blanker = machine.blanker();
+  for (auto _ : state) {
+    blanker->fromJson(machine.document);
+  }
+}
+BENCHMARK(BM_FromJson)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
