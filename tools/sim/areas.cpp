@@ -1,10 +1,12 @@
 // The list of the sim's areas that kestrine-sim knows. A new area adds its factory here.
+#include "tools/sim/library_area.h"
 #include "tools/sim/sim_area.h"
 
 namespace simtool {
 
 std::vector<std::unique_ptr<SimArea>> makeAreas() {
   std::vector<std::unique_ptr<SimArea>> areas;
+  areas.push_back(makeLibraryArea());
   return areas;
 }
 

@@ -1,0 +1,131 @@
+// The Monitor Configuration functions behind the sim's "dxva2.dll". The machine has no monitor
+// that speaks DDC/CI yet: every display monitor reports no physical monitor, and a call on a
+// physical monitor handle fails as Windows fails it for a handle it does not know.
+#include "platform/sim/dxva2_exports.h"
+
+#include <array>
+#include <utility>
+
+#include "platform/monitor_configuration.h"
+#include "platform/sim/test_api.h"
+
+namespace sim {
+namespace {
+
+BOOL fail(DWORD code) {
+  setLastError(code);
+  return FALSE;
+}
+
+BOOL WINAPI GetNumberOfPhysicalMonitorsFromHMONITOR(HMONITOR monitor, LPDWORD count) {
+  (void)monitor;
+  if (!count) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  *count = 0;
+  return TRUE;
+}
+
+BOOL WINAPI GetPhysicalMonitorsFromHMONITOR(HMONITOR monitor, DWORD size,
+                                            LPPHYSICAL_MONITOR monitors) {
+  (void)monitor;
+  (void)size;
+  (void)monitors;
+  // No monitor has a physical monitor to hand out, so no array size is right.
+  return fail(ERROR_INVALID_PARAMETER);
+}
+
+BOOL WINAPI DestroyPhysicalMonitors(DWORD size, LPPHYSICAL_MONITOR monitors) {
+  (void)monitors;
+  return size == 0 ? TRUE : fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+}
+
+BOOL WINAPI GetCapabilitiesStringLength(HANDLE physicalMonitor, LPDWORD length) {
+  (void)physicalMonitor;
+  (void)length;
+  return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+}
+
+BOOL WINAPI CapabilitiesRequestAndCapabilitiesReply(HANDLE physicalMonitor, LPSTR capabilities,
+                                                    DWORD length) {
+  (void)physicalMonitor;
+  (void)capabilities;
+  (void)length;
+  return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+}
+
+BOOL WINAPI GetMonitorCapabilities(HANDLE physicalMonitor, LPDWORD capabilities,
+                                   LPDWORD colorTemperatures) {
+  (void)physicalMonitor;
+  (void)capabilities;
+  (void)colorTemperatures;
+  return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+}
+
+BOOL WINAPI SetVCPFeature(HANDLE physicalMonitor, BYTE code, DWORD value) {
+  (void)physicalMonitor;
+  (void)code;
+  (void)value;
+  return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+}
+
+BOOL WINAPI GetVCPFeatureAndVCPFeatureReply(HANDLE physicalMonitor, BYTE code,
+                                            LPMC_VCP_CODE_TYPE codeType, LPDWORD current,
+                                            LPDWORD maximum) {
+  (void)physicalMonitor;
+  (void)code;
+  (void)codeType;
+  (void)current;
+  (void)maximum;
+  return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+}
+
+using Export = std::pair<const char*, FARPROC>;
+
+// Each export goes in through the pointer type that the program binds it with. The detour
+// through void (*)() is the cast between function pointer types that compilers accept silently.
+template <class Signature>
+Export entry(const char* name, Signature function) {
+  return {name, reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(function))};
+}
+
+const std::array<Export, 8>& exportTable() {
+  static const std::array<Export, 8> table{{
+      entry<platform::GetNumberOfPhysicalMonitorsFromHMONITORFn>(
+          "GetNumberOfPhysicalMonitorsFromHMONITOR", &GetNumberOfPhysicalMonitorsFromHMONITOR),
+      entry<platform::GetPhysicalMonitorsFromHMONITORFn>("GetPhysicalMonitorsFromHMONITOR",
+                                                        &GetPhysicalMonitorsFromHMONITOR),
+      entry<platform::GetCapabilitiesStringLengthFn>("GetCapabilitiesStringLength",
+                                                    &GetCapabilitiesStringLength),
+      entry<platform::CapabilitiesRequestAndCapabilitiesReplyFn>(
+          "CapabilitiesRequestAndCapabilitiesReply", &CapabilitiesRequestAndCapabilitiesReply),
+      entry<platform::DestroyPhysicalMonitorsFn>("DestroyPhysicalMonitors",
+                                                &DestroyPhysicalMonitors),
+      entry<platform::GetMonitorCapabilitiesFn>("GetMonitorCapabilities", &GetMonitorCapabilities),
+      entry<platform::SetVCPFeatureFn>("SetVCPFeature", &SetVCPFeature),
+      entry<platform::GetVCPFeatureAndVCPFeatureReplyFn>("GetVCPFeatureAndVCPFeatureReply",
+                                                        &GetVCPFeatureAndVCPFeatureReply),
+  }};
+  return table;
+}
+
+}  // namespace
+
+std::vector<std::string> dxva2ExportNames() {
+  std::vector<std::string> names;
+  for (const Export& e : exportTable()) {
+    names.emplace_back(e.first);
+  }
+  return names;
+}
+
+FARPROC dxva2Export(const std::string& name) {
+  for (const Export& e : exportTable()) {
+    if (name == e.first) {
+      return e.second;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace sim

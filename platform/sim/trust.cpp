@@ -1,0 +1,76 @@
+// The sim's WinVerifyTrust: the verdict that a library file's record holds, with the state that
+// the verifying call opens and the closing call releases. A file that is not a library record
+// counts as one without a signature, as an unsigned file of unknown form does on Windows.
+#include <cstring>
+#include <memory>
+
+#include "platform/sim/crypt_objects.h"
+#include "platform/sim/handles.h"
+#include "platform/sim/library_files.h"
+#include "platform/sim/test_api.h"
+#include "platform/trust.h"
+
+namespace {
+
+// The smallest WINTRUST_DATA Windows takes: the form without pSignatureSettings.
+constexpr DWORD kMinimumTrustDataSize = 80;
+
+LONG answer(LONG status, DWORD lastError) {
+  sim::setLastError(lastError);
+  return status;
+}
+
+bool isGenericVerify(const GUID& action) {
+  const GUID expected = WINTRUST_ACTION_GENERIC_VERIFY_V2;
+  return std::memcmp(&action, &expected, sizeof expected) == 0;
+}
+
+// The verdict for a file: its record's, or none for a missing file or one of another kind.
+LONG verdictFor(const WINTRUST_FILE_INFO& file) {
+  sim::SimLibrary library;
+  switch (sim::readLibraryFile(sim::pathFromWide(file.pcwszFilePath), library)) {
+    case sim::LibraryFileState::Missing:
+      return answer(TRUST_E_NOSIGNATURE, ERROR_FILE_NOT_FOUND);
+    case sim::LibraryFileState::NotALibrary:
+      return answer(TRUST_E_NOSIGNATURE, static_cast<DWORD>(TRUST_E_SUBJECT_FORM_UNKNOWN));
+    case sim::LibraryFileState::Library:
+      break;
+  }
+  return answer(library.trustStatus, library.trustLastError);
+}
+
+LONG closeState(platform::WINTRUST_DATA& data) {
+  if (data.hWVTStateData && !sim::closeKernelObject<sim::TrustState>(data.hWVTStateData)) {
+    return answer(E_INVALIDARG, static_cast<DWORD>(E_INVALIDARG));
+  }
+  data.hWVTStateData = nullptr;
+  return answer(0, 0);
+}
+
+}  // namespace
+
+namespace platform {
+
+LONG WinVerifyTrust(HWND hwnd, GUID* pgActionID, LPVOID pWVTData) {
+  SIM_ENTER(WinVerifyTrust, hwnd, pgActionID, pWVTData);
+  auto* data = static_cast<platform::WINTRUST_DATA*>(pWVTData);
+  if (!pgActionID || !data || data->cbStruct < kMinimumTrustDataSize) {
+    return answer(E_INVALIDARG, static_cast<DWORD>(E_INVALIDARG));
+  }
+  if (!isGenericVerify(*pgActionID)) {
+    return answer(TRUST_E_PROVIDER_UNKNOWN, static_cast<DWORD>(TRUST_E_PROVIDER_UNKNOWN));
+  }
+  if (data->dwStateAction == WTD_STATEACTION_CLOSE) {
+    return closeState(*data);
+  }
+  if (data->dwUnionChoice != WTD_CHOICE_FILE || !data->pFile || !data->pFile->pcwszFilePath) {
+    return answer(E_INVALIDARG, static_cast<DWORD>(E_INVALIDARG));
+  }
+  if (data->dwStateAction == WTD_STATEACTION_VERIFY) {
+    data->hWVTStateData =
+        sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<sim::TrustState>());
+  }
+  return verdictFor(*data->pFile);
+}
+
+}  // namespace platform
