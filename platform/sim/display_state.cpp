@@ -11,6 +11,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "platform/sim/machine.h"
+
 namespace sim {
 namespace {
 
@@ -59,11 +61,11 @@ void writeIndex(const std::vector<SimDisplay>& displays) {
 }
 
 // Creates the default displays when the machine has none yet. The caller holds the lock.
-std::vector<std::string> ensureDisplays(const MachineLock& held) {
+std::vector<std::string> ensureDisplaysUnderLock() {
   if (std::optional<std::vector<std::string>> names = readIndex()) {
     return *names;
   }
-  replaceDisplays(defaultDisplays(kDefaultDisplayCount), held);
+  replaceDisplaysUnderLock(defaultDisplays(kDefaultDisplayCount));
   return readIndex().value_or(std::vector<std::string>{});
 }
 
@@ -88,24 +90,16 @@ void decodeChannel(const char* cursor, SimDisplay& display, std::size_t channel)
   }
 }
 
-void decodeFault(std::istringstream& in, DisplayFaults& faults) {
-  std::string kind;
-  in >> kind;
-  if (kind == "get-fails") {
-    faults.getFails = true;
-  } else if (kind == "set-fails") {
-    faults.setFails = true;
-    in >> faults.setErrorCode;
-  } else if (kind == "no-dc") {
-    faults.noDeviceContext = true;
-  } else if (kind == "off") {
-    faults.turnedOff = true;
-  } else if (kind == "alter-readback") {
-    in >> faults.alteredReadbackWords;
-  } else if (kind == "changing") {
-    faults.changing = true;
-  } else {
-    malformed("unknown fault " + kind);
+void decodeFault(const std::string& text, DisplayFaults& faults) {
+  std::istringstream in(text);
+  std::vector<std::string> words;
+  for (std::string word; in >> word;) {
+    words.push_back(word);
+  }
+  try {
+    setFault(words, faults);
+  } catch (const std::invalid_argument& e) {
+    malformed(e.what());
   }
 }
 
@@ -116,8 +110,6 @@ void decodeField(const std::string& key, std::istringstream& in, SimDisplay& dis
     in >> display.rect.left >> display.rect.top >> display.rect.right >> display.rect.bottom;
   } else if (key == "reads") {
     in >> display.readCount;
-  } else if (key == "fault") {
-    decodeFault(in, display.faults);
   } else {
     malformed("unknown key " + key);
   }
@@ -137,14 +129,9 @@ bool isListed(const std::vector<std::string>& names, const std::string& name) {
 }
 
 void encodeFaults(const DisplayFaults& faults, std::string& text) {
-  if (faults.getFails) text += "fault get-fails\n";
-  if (faults.setFails) text += "fault set-fails " + std::to_string(faults.setErrorCode) + "\n";
-  if (faults.noDeviceContext) text += "fault no-dc\n";
-  if (faults.turnedOff) text += "fault off\n";
-  if (faults.alteredReadbackWords > 0) {
-    text += "fault alter-readback " + std::to_string(faults.alteredReadbackWords) + "\n";
+  for (const std::string& fault : describeFaults(faults)) {
+    text += "fault " + fault + "\n";
   }
-  if (faults.changing) text += "fault changing\n";
 }
 
 }  // namespace
@@ -199,6 +186,8 @@ SimDisplay decodeDisplay(const std::string& text) {
     const std::string rest = space == std::string::npos ? std::string() : line.substr(space + 1);
     if (key == "name") {
       display.name = rest;
+    } else if (key == "fault") {
+      decodeFault(rest, display.faults);
     } else if (const int channel = channelIndex(key); channel >= 0) {
       decodeChannel(rest.c_str(), display, static_cast<std::size_t>(channel));
     } else {
@@ -220,7 +209,7 @@ std::vector<std::string> displayNames() {
     return *names;
   }
   MachineLock lock;
-  return ensureDisplays(lock);
+  return ensureDisplaysUnderLock();
 }
 
 std::optional<SimDisplay> loadDisplay(const std::string& name) {
@@ -247,7 +236,7 @@ std::vector<SimDisplay> loadDisplays() {
 bool updateDisplay(const std::string& name, const std::function<void(SimDisplay&)>& change) {
   MachineLock lock;
   const std::optional<std::string> text =
-      isListed(ensureDisplays(lock), name) ? readMachineFile(recordFile(name)) : std::nullopt;
+      isListed(ensureDisplaysUnderLock(), name) ? readMachineFile(recordFile(name)) : std::nullopt;
   if (!text) {
     return false;
   }
@@ -263,11 +252,10 @@ bool updateDisplay(const std::string& name, const std::function<void(SimDisplay&
 
 void replaceDisplays(const std::vector<SimDisplay>& displays) {
   MachineLock lock;
-  replaceDisplays(displays, lock);
+  replaceDisplaysUnderLock(displays);
 }
 
-void replaceDisplays(const std::vector<SimDisplay>& displays, const MachineLock& held) {
-  (void)held;
+void replaceDisplaysUnderLock(const std::vector<SimDisplay>& displays) {
   const std::vector<std::string> previous = readIndex().value_or(std::vector<std::string>{});
   for (const SimDisplay& display : displays) {
     writeMachineFile(recordFile(display.name), encodeDisplay(display));

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/machine.h"
+#include "platform/sim/display_faults.h"
 #include "platform/types.h"
 
 namespace sim {
@@ -19,22 +19,6 @@ namespace sim {
 // A gamma ramp as the device holds it: red, green and blue, 256 words each, one after the other.
 constexpr std::size_t kRampWords = 768;
 using RampWords = std::array<WORD, kRampWords>;
-
-// What goes wrong on a display. Each fault is independent of the others.
-struct DisplayFaults {
-  bool getFails = false;              // GetDeviceGammaRamp gives 0 (last error 87)
-  bool setFails = false;              // SetDeviceGammaRamp gives 0 ...
-  DWORD setErrorCode = 0;             // ... with this last error
-  bool noDeviceContext = false;       // CreateDCA gives null, the monitor stays active
-  bool turnedOff = false;             // CreateDCA gives null and the monitor is not active
-  std::uint32_t alteredReadbackWords = 0;  // SetDeviceGammaRamp stores the first N words plus 1
-  bool changing = false;              // each read gives a different green[255]
-
-  bool any() const {
-    return getFails || setFails || noDeviceContext || turnedOff || alteredReadbackWords > 0 ||
-           changing;
-  }
-};
 
 struct SimDisplay {
   std::string name;         // DeviceName, e.g. "\\.\DISPLAY1"
@@ -69,10 +53,11 @@ std::vector<SimDisplay> loadDisplays();
 // then `change` is not called and nothing is written.
 bool updateDisplay(const std::string& name, const std::function<void(SimDisplay&)>& change);
 
-// Replaces the whole list of displays. The second form is for a caller that already holds the
-// machine lock (the lock is not reentrant).
+// Replaces the whole list of displays, under the machine lock.
 void replaceDisplays(const std::vector<SimDisplay>& displays);
-void replaceDisplays(const std::vector<SimDisplay>& displays, const MachineLock& held);
+// The same for a caller that already holds the machine lock (it is not reentrant), such as
+// kestrine-sim's reset.
+void replaceDisplaysUnderLock(const std::vector<SimDisplay>& displays);
 
 // The text form of a display record, as stored in its file.
 std::string encodeDisplay(const SimDisplay& display);
