@@ -25,7 +25,7 @@ namespace {
 // WaitNamedPipeW's wait when neither the caller nor the server gives one, as on Windows.
 constexpr DWORD kFallbackDefaultTimeout = 50;
 constexpr auto kWaitPollInterval = std::chrono::milliseconds(2);
-constexpr auto kFlushPollLongest = std::chrono::microseconds(1000);
+constexpr std::chrono::microseconds kFlushPollLongest{1000};
 
 BOOL fail(DWORD error) {
   platform::SetLastError(error);
@@ -106,7 +106,7 @@ class PipeEnd : public ByteStream {
         return TRUE;
       }
       std::this_thread::sleep_for(pause);
-      pause = std::min(pause * 2, std::chrono::duration_cast<std::chrono::microseconds>(kFlushPollLongest));
+      pause = std::min(pause * 2, kFlushPollLongest);
     }
   }
 

@@ -32,6 +32,19 @@ bool fill(sockaddr_un& address, const std::filesystem::path& path) {
   return true;
 }
 
+// A new stream socket and the address of `path` for it; -1 when either cannot be had.
+int socketFor(const std::filesystem::path& path, sockaddr_un& address) {
+  return fill(address, path) ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1;
+}
+
+// Closes a socket whose setup failed, keeping the errno of that failure.
+int abandon(int fd) {
+  const int error = errno;
+  ::close(fd);
+  errno = error;
+  return -1;
+}
+
 std::uint64_t fnv1a(const std::string& text) {
   std::uint64_t hash = 1469598103934665603ull;
   for (const unsigned char c : text) {
@@ -54,30 +67,21 @@ std::filesystem::path addressFor(const std::filesystem::path& preferred) {
 
 int listenAt(const std::filesystem::path& path) {
   sockaddr_un address;
-  if (!fill(address, path)) {
-    return -1;
-  }
-  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int fd = socketFor(path, address);
   if (fd < 0) {
     return -1;
   }
   ::unlink(address.sun_path);
   if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
       ::listen(fd, kBacklog) != 0) {
-    const int error = errno;
-    ::close(fd);
-    errno = error;
-    return -1;
+    return abandon(fd);
   }
   return fd;
 }
 
 int connectTo(const std::filesystem::path& path) {
   sockaddr_un address;
-  if (!fill(address, path)) {
-    return -1;
-  }
-  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int fd = socketFor(path, address);
   if (fd < 0) {
     return -1;
   }
@@ -85,13 +89,7 @@ int connectTo(const std::filesystem::path& path) {
   do {
     result = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
   } while (result != 0 && errno == EINTR);
-  if (result != 0) {
-    const int error = errno;
-    ::close(fd);
-    errno = error;
-    return -1;
-  }
-  return fd;
+  return result == 0 ? fd : abandon(fd);
 }
 
 int acceptOne(int listenFd, bool wait) {
