@@ -1,0 +1,194 @@
+// End-to-end runs of the built programs on a temporary simulated machine: kestrine against the
+// reference peer, checked through the displays, the peer's document and the exit statuses.
+#include <gtest/gtest.h>
+#include <json/reader.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "common/text_conversion.h"
+#include "platform/displays.h"
+#include "platform/errors.h"
+#include "platform/pipes_files.h"
+#include "tests/support/child_process.h"
+#include "tests/support/sim_test.h"
+
+namespace {
+
+using testing_support::ChildProcess;
+using testing_support::ProcessResult;
+using testing_support::runProcess;
+using Ramp = std::array<WORD, 768>;
+
+const std::string kTool = KESTRINE_EXE;
+const std::string kPeer = KESTRINE_PEER_EXE;
+const std::string kSimTool = KESTRINE_SIM_EXE;
+
+class KestrineEndToEnd : public testing_support::SimTest {
+ protected:
+  void SetUp() override {
+    SimTest::SetUp();
+    environment = {{"KESTRINE_SIM_ROOT", simRoot.string()}};
+    ASSERT_EQ(sim({"reset"}).status, 0);
+  }
+
+  ProcessResult sim(std::vector<std::string> args) {
+    args.insert(args.begin(), kSimTool);
+    return runProcess(args, environment);
+  }
+
+  ProcessResult tool(std::vector<std::string> args) {
+    args.insert(args.begin(), kTool);
+    return runProcess(args, environment);
+  }
+
+  // Starts the peer and waits until its pipe takes clients.
+  std::unique_ptr<ChildProcess> startPeer(std::vector<std::string> args) {
+    args.insert(args.begin(), kPeer);
+    auto peer = std::make_unique<ChildProcess>(args, environment);
+    const platform::WideString pipe = velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe");
+    for (int i = 0; i < 500; ++i) {
+      if (platform::WaitNamedPipeW(pipe.c_str(), 10) ||
+          platform::GetLastError() != ERROR_FILE_NOT_FOUND) {
+        break;
+      }
+    }
+    return peer;
+  }
+
+  static Ramp readRamp(const std::string& display) {
+    Ramp ramp{};
+    HDC dc = platform::CreateDCA("DISPLAY", display.c_str(), nullptr, nullptr);
+    EXPECT_NE(dc, nullptr);
+    EXPECT_NE(platform::GetDeviceGammaRamp(dc, ramp.data()), 0);
+    platform::DeleteDC(dc);
+    return ramp;
+  }
+
+  static bool isDark(const Ramp& ramp) {
+    for (const WORD word : ramp) {
+      if (word != 0) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  std::filesystem::path storedDocument() const { return simRoot / "peer" / "document.json"; }
+
+  std::map<std::string, std::string> environment;
+};
+
+const char* const kDisplay1 = "\\\\.\\DISPLAY1";
+const char* const kDisplay2 = "\\\\.\\DISPLAY2";
+
+TEST_F(KestrineEndToEnd, SaveDarkensEveryDisplayAndRestoreBringsBackEveryWord) {
+  ASSERT_EQ(sim({"display", "1", "ramp", "linear"}).status, 0);
+  const Ramp before1 = readRamp(kDisplay1);
+  const Ramp before2 = readRamp(kDisplay2);
+
+  auto receiver = startPeer({"receive"});
+  const ProcessResult save = tool({"--save"});
+  EXPECT_EQ(save.status, 0) << save.error;
+  EXPECT_EQ(receiver->wait().status, 0);
+  EXPECT_TRUE(isDark(readRamp(kDisplay1)));
+  EXPECT_TRUE(isDark(readRamp(kDisplay2)));
+
+  // The successful save logs its steps in this order.
+  std::size_t at = 0;
+  for (const char* line : {"Got action save", "Windows screen blanking started",
+                           "Windows screen blanking ended", "Save action complete",
+                           "Kestrine action successful, closing utility"}) {
+    const std::size_t found = save.output.find(line, at);
+    ASSERT_NE(found, std::string::npos) << line << "\n" << save.output;
+    at = found;
+  }
+
+  std::ifstream stored(storedDocument());
+  Json::Value document;
+  ASSERT_TRUE(Json::Reader().parse(stored, document));
+  ASSERT_EQ(document["GammaBlanking"].size(), 2u);
+  EXPECT_FALSE(document.isMember("initialMonitors"));
+
+  auto sender = startPeer({"send"});
+  const ProcessResult restore = tool({"--restore"});
+  EXPECT_EQ(restore.status, 0) << restore.error;
+  EXPECT_EQ(sender->wait().status, 0);
+  EXPECT_EQ(readRamp(kDisplay1), before1);
+  EXPECT_EQ(readRamp(kDisplay2), before2);
+  EXPECT_NE(restore.output.find("Restore action complete"), std::string::npos);
+}
+
+TEST_F(KestrineEndToEnd, WithoutPeerTheRunFailsBeforeTouchingAnyDisplay) {
+  for (const char* action : {"--save", "--restore"}) {
+    const ProcessResult run = tool({action});
+    EXPECT_EQ(run.status, 255) << action;
+    EXPECT_NE(run.error.find("general error: Unable to open pipe client with error code 2"),
+              std::string::npos)
+        << run.error;
+    EXPECT_EQ(run.output.find("Got action"), std::string::npos);
+    EXPECT_FALSE(isDark(readRamp(kDisplay1)));
+  }
+}
+
+TEST_F(KestrineEndToEnd, RestoreFromAPeerThatSendsNothingStillEndsWell) {
+  const std::filesystem::path empty = simRoot / "empty.json";
+  std::ofstream(empty).close();
+  auto sender = startPeer({"send", "--in", empty.string()});
+  const ProcessResult restore = tool({"--restore"});
+  sender->wait();
+  EXPECT_EQ(restore.status, 0) << restore.error;
+  EXPECT_NE(restore.output.find("Failed to read from pipe due to error 109"), std::string::npos)
+      << restore.output;
+  // No saved gamma: the restore pass skips both displays and says so.
+  EXPECT_NE(restore.error.find("Skipping gamma restoration on display"), std::string::npos);
+}
+
+TEST_F(KestrineEndToEnd, RestoreOfADocumentOverOneMebibyteIsCutAndRejected) {
+  const std::filesystem::path big = simRoot / "big.json";
+  std::ofstream(big) << "{\"GammaBlanking\":\"" << std::string(1048576 + 4096, 'x') << "\"}";
+  auto sender = startPeer({"send", "--in", big.string()});
+  const ProcessResult restore = tool({"--restore"});
+  EXPECT_EQ(restore.status, 0) << restore.error;
+  EXPECT_NE(restore.output.find("Receiving too much data from kestrine pipe (more than 1048576 "
+                                "chars). Closing named pipe."),
+            std::string::npos);
+  EXPECT_NE(restore.error.find("Failed to parse input"), std::string::npos);
+}
+
+struct CommandLineCase {
+  const char* name;
+  std::vector<std::string> args;
+  int status;
+  const char* shown;  // a piece of what TCLAP prints on either stream
+};
+
+class CommandLineStatus : public KestrineEndToEnd,
+                          public ::testing::WithParamInterface<CommandLineCase> {};
+
+TEST_P(CommandLineStatus, IsTclapsOwn) {
+  const ProcessResult run = tool(GetParam().args);
+  EXPECT_EQ(run.status, GetParam().status);
+  EXPECT_NE((run.output + run.error).find(GetParam().shown), std::string::npos)
+      << run.output << run.error;
+  EXPECT_EQ(run.output.find("kestrine pipe client"), std::string::npos) << "the pipe was touched";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, CommandLineStatus,
+    ::testing::Values(
+        CommandLineCase{"noArguments", {}, 1, "PARSE ERROR"},
+        CommandLineCase{"onlyLogfile", {"--logfile", "x"}, 1, "PARSE ERROR"},
+        CommandLineCase{"saveAndRestore", {"--save", "--restore"}, 1,
+                        "Mutually exclusive argument already set!"},
+        CommandLineCase{"restoreAndSave", {"-r", "-s"}, 1,
+                        "Mutually exclusive argument already set!"},
+        CommandLineCase{"unknownArgument", {"--save", "--bogus"}, 1, "PARSE ERROR"},
+        CommandLineCase{"help", {"--help"}, 0, "Kestrine tool"},
+        CommandLineCase{"version", {"--version"}, 0, "0.1"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
