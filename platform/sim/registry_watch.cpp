@@ -44,6 +44,11 @@ class Watcher {
     }
   }
 
+  std::size_t count() {
+    std::lock_guard<std::mutex> lock(mutex);
+    return watches.size();
+  }
+
   void cancel(const void* keyHandle) {
     std::lock_guard<std::mutex> lock(mutex);
     watches.erase(std::remove_if(watches.begin(), watches.end(),
@@ -148,5 +153,7 @@ Watcher& watcher() {
 void addRegistryWatch(RegistryWatch watch) { watcher().add(std::move(watch)); }
 
 void cancelRegistryWatches(const void* keyHandle) { watcher().cancel(keyHandle); }
+
+std::size_t test::activeRegistryWatches() { return watcher().count(); }
 
 }  // namespace sim

@@ -3,6 +3,7 @@
 // change mark of their machines; with none, no thread runs and nothing is polled.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -28,5 +29,10 @@ void addRegistryWatch(RegistryWatch watch);
 
 // Ends the watches made on a key handle, as closing the handle does.
 void cancelRegistryWatches(const void* keyHandle);
+
+namespace test {
+// How many watches wait for a change: lets a test make its change once a subscription is in place.
+std::size_t activeRegistryWatches();
+}  // namespace test
 
 }  // namespace sim

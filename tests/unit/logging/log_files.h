@@ -1,0 +1,68 @@
+// Reading back what the file loggers wrote: the files of a directory and their lines.
+#pragma once
+
+#include <algorithm>
+#include <filesystem>
+#include <cstdint>
+#include <fstream>
+#include <optional>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace testing_support {
+
+// The regular files of `directory`, by name (the time in a log file's name sorts them by age).
+inline std::vector<std::filesystem::path> filesIn(const std::filesystem::path& directory) {
+  std::vector<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+    if (entry.is_regular_file()) {
+      files.push_back(entry.path());
+    }
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+inline std::string contentOf(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  std::ostringstream content;
+  content << in.rdbuf();
+  return content.str();
+}
+
+// The lines of a file without their line feeds.
+inline std::vector<std::string> linesOf(const std::filesystem::path& file) {
+  std::istringstream content(contentOf(file));
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(content, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+// The columns of one record line.
+struct LogLine {
+  std::uint32_t threadId;
+  std::string time;
+  std::int64_t elapsedMs;
+  std::string sessionLogId;
+  std::uint32_t category;
+  std::string tag;
+  std::int32_t resultCode;
+  std::string message;  // without leading blanks
+};
+
+inline std::optional<LogLine> parseLogLine(const std::string& line) {
+  static const std::regex pattern(
+      R"(^\[(\d+) *\] (\S{24}) +(-?\d+) +(\S+) +(\d+) +(<[A-Z]+>) +(-?\d+) +(.*)$)");
+  std::smatch m;
+  if (!std::regex_match(line, m, pattern)) {
+    return std::nullopt;
+  }
+  return LogLine{static_cast<std::uint32_t>(std::stoul(m[1])), m[2], std::stoll(m[3]), m[4],
+                 static_cast<std::uint32_t>(std::stoul(m[5])), m[6], std::stoi(m[7]), m[8]};
+}
+
+}  // namespace testing_support

@@ -1,0 +1,259 @@
+// RegistryChangeNotifier on the sim's registry: what it refuses, what it delivers, and that it
+// always stops.
+#include "logging/registry_change_notifier.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+#include <stdexcept>
+#include <vector>
+
+#include "platform/errors.h"
+#include "platform/events.h"
+#include "platform/registry.h"
+#include "platform/sim/registry_watch.h"
+#include "platform/sim/test_api.h"
+#include "tests/support/eventually.h"
+#include "tests/support/recording_logger.h"
+#include "tests/support/sim_test.h"
+#include "tests/support/virtual_clock.h"
+#include "tests/unit/logging/registry_values.h"
+
+namespace {
+
+using testing_support::eventually;
+using testing_support::registryStringBytes;
+using testing_support::setRegistryString;
+using testing_support::setRegistryValue;
+using velmo::RegistryChangeNotifier;
+using velmo::logging::kInheritCategory;
+
+const std::string kKey = "SOFTWARE\\KestrineTest";
+const std::string kValue = "Setting";
+
+class NotifierTest : public testing_support::SimTest {
+ protected:
+  std::unique_ptr<RegistryChangeNotifier> makeNotifier() {
+    return std::make_unique<RegistryChangeNotifier>(
+        kKey, kValue,
+        [this](std::string text) {
+          std::lock_guard<std::mutex> lock(mutex);
+          delivered.push_back(std::move(text));
+        },
+        log.createCategoryLogger(kInheritCategory));
+  }
+
+  // Changes made before the worker has subscribed bring no event: tests change the registry
+  // only once it has.
+  static bool subscribed() { return sim::test::activeRegistryWatches() == 1; }
+
+  std::vector<std::string> deliveries() {
+    std::lock_guard<std::mutex> lock(mutex);
+    return delivered;
+  }
+
+  std::size_t failuresLogged(const std::string& text, std::int32_t code) const {
+    std::size_t n = 0;
+    for (const auto& record : log.records()) {
+      n += record.message == text && record.resultCode == code ? 1 : 0;
+    }
+    return n;
+  }
+
+  testing_support::RecordingLogger log;
+  std::mutex mutex;
+  std::vector<std::string> delivered;
+};
+
+// --- Construction --------------------------------------------------------------------------
+
+struct RefusedCase {
+  const char* name;
+  // Prepares the registry; empty when the key is to be missing.
+  void (*prepare)();
+  std::string message;
+};
+
+class NotifierRefusesTest : public NotifierTest,
+                            public ::testing::WithParamInterface<RefusedCase> {};
+
+TEST_P(NotifierRefusesTest, ConstructorThrowsAndLeavesNothingOpen) {
+  if (GetParam().prepare) {
+    GetParam().prepare();
+  }
+  try {
+    makeNotifier();
+    FAIL() << "no exception";
+  } catch (const std::runtime_error& e) {
+    EXPECT_EQ(std::string(e.what()), GetParam().message);
+  }
+  EXPECT_TRUE(deliveries().empty());
+  EXPECT_TRUE(log.records().empty());
+  // SimTest's TearDown checks that no key or event handle stayed open.
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Failures, NotifierRefusesTest,
+    ::testing::Values(
+        RefusedCase{"MissingKey", nullptr, "Failed to open registry key: SOFTWARE\\KestrineTest"},
+        RefusedCase{"MissingValue", [] { setRegistryString(kKey, "Other", "1"); },
+                    "Failed to query (2) registry value: Setting"},
+        RefusedCase{"NumberType",
+                    [] { setRegistryValue(kKey, kValue, REG_DWORD, std::string(4, '\x05')); },
+                    "Unexpected value type \"4\" from registry value: Setting"},
+        RefusedCase{"NoType", [] { setRegistryValue(kKey, kValue, REG_NONE, "ab"); },
+                    "Unexpected value type \"0\" from registry value: Setting"},
+        RefusedCase{"ZeroSize", [] { setRegistryValue(kKey, kValue, REG_SZ, ""); },
+                    "Unexpected value size of \"0\" from registry value: Setting"},
+        RefusedCase{"TooLongForTheBuffer",
+                    [] { setRegistryString(kKey, kValue, std::string(256, 'x')); },
+                    "Failed to query (234) registry value: Setting"}),
+    [](const ::testing::TestParamInfo<RefusedCase>& info) { return std::string(info.param.name); });
+
+TEST_F(NotifierTest, EmptyArgumentsAreRefusedByName) {
+  const auto expectRefused = [](const std::string& key, const std::string& value,
+                                RegistryChangeNotifier::UpdateCallback callback,
+                                std::unique_ptr<velmo::logging::LoggerBase> logger,
+                                const std::string& message) {
+    try {
+      RegistryChangeNotifier notifier(key, value, std::move(callback), std::move(logger));
+      ADD_FAILURE() << "no exception for " << message;
+    } catch (const std::invalid_argument& e) {
+      EXPECT_EQ(std::string(e.what()), message);
+    }
+  };
+  const auto callback = [](std::string) {};
+  expectRefused("", kValue, callback, log.createCategoryLogger(0), "Empty registry key provided: ");
+  expectRefused(kKey, "", callback, log.createCategoryLogger(0),
+                "Empty registry value name provided: ");
+  expectRefused(kKey, kValue, nullptr, log.createCategoryLogger(0),
+                "Null update callback provided: SOFTWARE\\KestrineTest\\Setting");
+  expectRefused(kKey, kValue, callback, nullptr,
+                "Null logger provided: SOFTWARE\\KestrineTest\\Setting");
+}
+
+// --- Delivery ------------------------------------------------------------------------------
+
+struct DeliveryCase {
+  const char* name;
+  DWORD type;
+  std::string bytes;
+  std::string text;
+};
+
+class NotifierDeliversTest : public NotifierTest,
+                             public ::testing::WithParamInterface<DeliveryCase> {};
+
+TEST_P(NotifierDeliversTest, FirstValueArrivesBeforeTheConstructorReturns) {
+  setRegistryValue(kKey, kValue, GetParam().type, GetParam().bytes);
+  const auto notifier = makeNotifier();
+  EXPECT_EQ(deliveries(), std::vector<std::string>{GetParam().text});
+}
+
+std::string repeated(const std::string& piece, int times) {
+  std::string text;
+  for (int i = 0; i < times; ++i) {
+    text += piece;
+  }
+  return text;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, NotifierDeliversTest,
+    ::testing::Values(
+        DeliveryCase{"String", REG_SZ, registryStringBytes("12"), "12"},
+        DeliveryCase{"ExpandStringIsNotExpanded", REG_EXPAND_SZ, registryStringBytes("%TEMP%"),
+                     "%TEMP%"},
+        DeliveryCase{"EmptyStringHasTwoBytes", REG_SZ, registryStringBytes(""), ""},
+        DeliveryCase{"LongestThatFits", REG_SZ, registryStringBytes(std::string(255, 'z')),
+                     std::string(255, 'z')},
+        // 256 units of U+7979 and no terminator: the whole buffer is the text.
+        DeliveryCase{"FullBufferWithoutTerminator", REG_SZ, std::string(512, 'y'),
+                     repeated("\xE7\xA5\xB9", 256)},
+        DeliveryCase{"UpToTheFirstZeroUnit", REG_SZ,
+                     registryStringBytes("ab") + registryStringBytes("cd"), "ab"},
+        DeliveryCase{"NonAscii", REG_SZ, registryStringBytes("\xC3\xA9t\xC3\xA9"),
+                     "\xC3\xA9t\xC3\xA9"}),
+    [](const ::testing::TestParamInfo<DeliveryCase>& info) { return std::string(info.param.name); });
+
+TEST_F(NotifierTest, ChangesUnderTheKeyAreDeliveredOnTheWorker) {
+  setRegistryString(kKey, kValue, "1");
+  const auto notifier = makeNotifier();
+  ASSERT_TRUE(eventually(subscribed));
+  setRegistryString(kKey, kValue, "2");
+  ASSERT_TRUE(eventually([&] { return deliveries().size() == 2 && subscribed(); }));
+  // Any change in the subtree brings the value again, even an unchanged one.
+  setRegistryString(kKey + "\\Sub", "Other", "x");
+  ASSERT_TRUE(eventually([&] { return deliveries().size() == 3; }));
+  EXPECT_EQ(deliveries(), (std::vector<std::string>{"1", "2", "2"}));
+}
+
+TEST_F(NotifierTest, DeletedValueIsLoggedAndTheLastTextStays) {
+  setRegistryString(kKey, kValue, "1");
+  const auto notifier = makeNotifier();
+  ASSERT_TRUE(eventually(subscribed));
+  testing_support::deleteRegistryValue(kKey, kValue);
+  ASSERT_TRUE(eventually([&] {
+    return failuresLogged("Failed to query (2) registry value: Setting", -500) == 1 &&
+           subscribed();
+  }));
+  setRegistryString(kKey, kValue, "3");
+  ASSERT_TRUE(eventually([&] { return deliveries().size() == 2; }));
+  EXPECT_EQ(deliveries(), (std::vector<std::string>{"1", "3"}));
+}
+
+// --- Stopping ------------------------------------------------------------------------------
+
+TEST_F(NotifierTest, StopsWhileSubscribingKeepsFailing) {
+  setRegistryString(kKey, kValue, "1");
+  sim::test::setHook(&platform::RegNotifyChangeKeyValue, "RegNotifyChangeKeyValue",
+                     [](HKEY, BOOL, DWORD, HANDLE, BOOL) -> std::optional<LSTATUS> {
+                       return ERROR_KEY_DELETED;
+                     });
+  // The pause between attempts ends at once, so the loop goes round quickly.
+  sim::test::setHook(&platform::WaitForMultipleObjects, "WaitForMultipleObjects",
+                     [](DWORD count, const HANDLE*, BOOL, DWORD) -> std::optional<DWORD> {
+                       return count == 1 ? std::optional<DWORD>(WAIT_TIMEOUT) : std::nullopt;
+                     });
+  auto notifier = makeNotifier();
+  const std::string failure =
+      "Failed to subscribe to change notification on registry key: SOFTWARE\\KestrineTest";
+  ASSERT_TRUE(eventually([&] { return failuresLogged(failure, ERROR_KEY_DELETED) >= 3; }));
+  notifier.reset();
+  EXPECT_EQ(deliveries().size(), 1u);
+}
+
+TEST_F(NotifierTest, StopsWhileWaitingKeepsFailing) {
+  setRegistryString(kKey, kValue, "1");
+  testing_support::VirtualClock clock;  // the fallback pause sleeps on virtual time
+  sim::test::setHook(&platform::WaitForMultipleObjects, "WaitForMultipleObjects",
+                     [](DWORD, const HANDLE*, BOOL, DWORD) -> std::optional<DWORD> {
+                       sim::setLastError(ERROR_INVALID_HANDLE);
+                       return WAIT_FAILED;
+                     });
+  auto notifier = makeNotifier();
+  const std::string failure = "Failed to wait for event: SOFTWARE\\KestrineTest\\Setting";
+  ASSERT_TRUE(eventually([&] { return failuresLogged(failure, ERROR_INVALID_HANDLE) >= 3; }));
+  notifier.reset();
+  EXPECT_GE(clock.sleepCount(), 3);
+}
+
+TEST_F(NotifierTest, StopsWhenTheStopEventCannotBeSet) {
+  setRegistryString(kKey, kValue, "1");
+  auto notifier = makeNotifier();
+  std::atomic<int> calls{0};
+  sim::test::setHook(&platform::SetEvent, "SetEvent", [&](HANDLE) -> std::optional<BOOL> {
+    if (calls.fetch_add(1) > 0) {
+      return std::nullopt;
+    }
+    sim::setLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  });
+  notifier.reset();
+  EXPECT_EQ(failuresLogged("Failed to set event to stop thread: SOFTWARE\\KestrineTest\\Setting",
+                           ERROR_INVALID_HANDLE),
+            1u);
+}
+
+}  // namespace

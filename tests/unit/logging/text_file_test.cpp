@@ -1,0 +1,78 @@
+// TextFile: what ends up in the file for the lines written, and the failures it swallows.
+#include "logging/text_file.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "logging/log_time.h"
+#include "tests/support/sim_test.h"
+#include "tests/unit/logging/log_files.h"
+
+namespace {
+
+using testing_support::contentOf;
+
+struct WriteCase {
+  const char* name;
+  std::vector<std::string> lines;
+  std::string expected;
+};
+
+class TextFileWriteTest : public testing_support::SimTest,
+                          public ::testing::WithParamInterface<WriteCase> {};
+
+TEST_P(TextFileWriteTest, EachLineEndsWithALineFeed) {
+  const auto path = simRoot / "out.txt";
+  {
+    velmo::TextFile file(path.string());
+    for (const std::string& line : GetParam().lines) {
+      file.writeLine(line);
+      // Flushed per line: the line is readable before the file is closed.
+      EXPECT_EQ(contentOf(path).back(), '\n');
+    }
+  }
+  EXPECT_EQ(contentOf(path), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Writes, TextFileWriteTest,
+    ::testing::Values(WriteCase{"TwoLines", {"first", "second"}, "first\nsecond\n"},
+                      WriteCase{"EmptyLine", {""}, "\n"},
+                      WriteCase{"CutAtZeroByte", {std::string("ab\0cd", 5)}, "ab\n"}),
+    [](const ::testing::TestParamInfo<WriteCase>& info) { return std::string(info.param.name); });
+
+class TextFileTest : public testing_support::SimTest {};
+
+TEST_F(TextFileTest, ReplacesTheContentOfAnExistingFile) {
+  const auto path = simRoot / "old.txt";
+  {
+    velmo::TextFile first(path.string());
+    first.writeLine("a long line that must disappear");
+  }
+  velmo::TextFile second(path.string());
+  second.writeLine("new");
+  EXPECT_EQ(contentOf(path), "new\n");
+}
+
+TEST_F(TextFileTest, FailedOpenDropsLinesButKeepsTheCreationTime) {
+  const std::int64_t before = velmo::logging::systemMilliseconds();
+  velmo::TextFile file((simRoot / "no-such-dir" / "f.txt").string());
+  const std::int64_t after = velmo::logging::systemMilliseconds();
+  EXPECT_NO_THROW(file.writeLine("lost"));
+  EXPECT_GE(file.creationTime(), before);
+  EXPECT_LE(file.creationTime(), after);
+  EXPECT_FALSE(std::filesystem::exists(simRoot / "no-such-dir"));
+}
+
+TEST_F(TextFileTest, EmptyPathIsRefused) {
+  try {
+    velmo::TextFile file("");
+    FAIL() << "no exception";
+  } catch (const std::invalid_argument& e) {
+    EXPECT_STREQ(e.what(), "File path is empty");
+  }
+}
+
+}  // namespace
