@@ -284,6 +284,12 @@ LibraryFileState readLibraryFile(const fs::path& file, SimLibrary& library) {
   if (fs::is_directory(file, ec) || !in) {
     return LibraryFileState::Missing;
   }
+  // A record is a JSON object; anything else (an executable, say) is rejected unread.
+  char first = 0;
+  if (!(in >> first) || first != '{') {
+    return LibraryFileState::NotALibrary;
+  }
+  in.seekg(0);
   std::ostringstream content;
   content << in.rdbuf();
   try {

@@ -1,0 +1,129 @@
+// What the program relies on of the loader and of WinVerifyTrust: a bare name found only by the
+// search flags, its full path, a missing export, and the verdict on an unsigned file (the check
+// executable itself). dxva2.dll is in System32 on Windows, under Wine and on the sim.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <string>
+#include <utility>
+
+#include "platform/errors.h"
+#include "platform/loader.h"
+#include "platform/local_memory.h"
+#include "platform/trust.h"
+
+namespace {
+
+constexpr DWORD kSearchFlags =
+    DONT_RESOLVE_DLL_REFERENCES | LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32;
+
+std::string narrow(const platform::WideString& text) {
+  std::string result;
+  for (const WCHAR c : text) {
+    result += c < 0x80 ? static_cast<char>(c) : '?';
+  }
+  return result;
+}
+
+std::string lowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
+// A full path on either system: "C:\..." or "/...".
+bool isFullPath(const std::string& path) {
+  return (path.size() > 2 && path[1] == ':' && path[2] == '\\') || path.rfind('/', 0) == 0;
+}
+
+platform::WideString moduleFileName(HMODULE module) {
+  WCHAR buffer[MAX_PATH] = {};
+  const DWORD length = platform::GetModuleFileNameW(module, buffer, MAX_PATH);
+  return platform::WideString(buffer, length);
+}
+
+// The status of a verifying call and the last error right after it; the state is closed again.
+std::pair<LONG, DWORD> verifyTrust(const platform::WideString& path) {
+  WINTRUST_FILE_INFO file{};
+  file.cbStruct = sizeof file;
+  file.pcwszFilePath = path.c_str();
+  platform::WINTRUST_DATA data{};
+  data.cbStruct = sizeof data;
+  data.dwUIChoice = WTD_UI_NONE;
+  data.fdwRevocationChecks = WTD_REVOKE_NONE;
+  data.dwUnionChoice = WTD_CHOICE_FILE;
+  data.pFile = &file;
+  data.dwStateAction = WTD_STATEACTION_VERIFY;
+  data.dwProvFlags = WTD_CACHE_ONLY_URL_RETRIEVAL;
+  GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
+  const LONG status = platform::WinVerifyTrust(nullptr, &action, &data);
+  const DWORD lastError = platform::GetLastError();
+  data.dwStateAction = WTD_STATEACTION_CLOSE;
+  EXPECT_EQ(platform::WinVerifyTrust(nullptr, &action, &data), 0);
+  return {status, lastError};
+}
+
+TEST(LoaderConformance, MissingLibraryIsNotFound) {
+  EXPECT_EQ(platform::LoadLibraryExW(PLATFORM_WIDE("kestrine-no-such-library.dll"), nullptr,
+                                     kSearchFlags),
+            nullptr);
+  EXPECT_EQ(platform::GetLastError(), ERROR_MOD_NOT_FOUND);
+}
+
+TEST(LoaderConformance, SearchFindsSystem32LibraryByItsFullPath) {
+  const HMODULE mapped = platform::LoadLibraryExW(PLATFORM_WIDE("dxva2.dll"), nullptr, kSearchFlags);
+  ASSERT_NE(mapped, nullptr);
+  const platform::WideString path = moduleFileName(mapped);
+  const std::string text = lowerCase(narrow(path));
+  EXPECT_TRUE(isFullPath(text)) << text;
+  EXPECT_GT(text.size(), 10u);
+  EXPECT_TRUE(text.size() > 10 && (text.compare(text.size() - 10, 10, "\\dxva2.dll") == 0 ||
+                                   text.compare(text.size() - 10, 10, "/dxva2.dll") == 0))
+      << text;
+
+  WCHAR small[4] = {1, 1, 1, 1};
+  EXPECT_EQ(platform::GetModuleFileNameW(mapped, small, 4), 4u);
+  EXPECT_EQ(small[3], 0);
+  EXPECT_EQ(platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+  EXPECT_NE(platform::FreeLibrary(mapped), FALSE);
+
+  const HMODULE loaded = platform::LoadLibraryExW(path.c_str(), nullptr, 0);
+  ASSERT_NE(loaded, nullptr);
+  EXPECT_EQ(moduleFileName(loaded), path);
+  EXPECT_NE(platform::GetProcAddress(loaded, "GetNumberOfPhysicalMonitorsFromHMONITOR"), nullptr);
+  EXPECT_EQ(platform::GetProcAddress(loaded, "KestrineNoSuchExport"), nullptr);
+  EXPECT_EQ(platform::GetLastError(), ERROR_PROC_NOT_FOUND);
+  EXPECT_NE(platform::FreeLibrary(loaded), FALSE);
+}
+
+TEST(LoaderConformance, UnsignedFileHasNoSignature) {
+  const platform::WideString self = moduleFileName(nullptr);
+  ASSERT_FALSE(self.empty());
+  const auto [status, lastError] = verifyTrust(self);
+  EXPECT_EQ(status, TRUST_E_NOSIGNATURE);
+  EXPECT_TRUE(lastError == static_cast<DWORD>(TRUST_E_NOSIGNATURE) ||
+              lastError == static_cast<DWORD>(TRUST_E_SUBJECT_FORM_UNKNOWN) ||
+              lastError == static_cast<DWORD>(TRUST_E_PROVIDER_UNKNOWN))
+      << std::hex << lastError;
+
+  HCERTSTORE store = nullptr;
+  HCRYPTMSG message = nullptr;
+  EXPECT_EQ(platform::CryptQueryObject(CERT_QUERY_OBJECT_FILE, self.c_str(),
+                                       CERT_QUERY_CONTENT_FLAG_PKCS7_SIGNED_EMBED,
+                                       CERT_QUERY_FORMAT_FLAG_BINARY, 0, nullptr, nullptr, nullptr,
+                                       &store, &message, nullptr),
+            FALSE);
+  EXPECT_EQ(store, nullptr);
+  EXPECT_EQ(message, nullptr);
+}
+
+TEST(LoaderConformance, LocalMemoryIsZeroFilled) {
+  const HLOCAL block = platform::LocalAlloc(LPTR, 64);
+  ASSERT_NE(block, nullptr);
+  const auto* bytes = static_cast<const unsigned char*>(block);
+  EXPECT_TRUE(std::all_of(bytes, bytes + 64, [](unsigned char b) { return b == 0; }));
+  EXPECT_EQ(platform::LocalFree(block), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,99 @@
+#include "library/dxva2_library.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/errors.h"
+#include "platform/trust.h"
+#include "tests/unit/library/library_fixture.h"
+
+namespace {
+
+using library_test::LibraryTest;
+using velmo::Dxva2Library;
+
+using Dxva2LibraryTest = LibraryTest;
+
+TEST_F(Dxva2LibraryTest, BindsAllEightAndUnloadsOnceOnDestruction) {
+  auto library = std::make_unique<Dxva2Library>(subLogger());
+  EXPECT_EQ(callCount("GetProcAddress"), 8u);
+  EXPECT_EQ(callCount("LoadLibraryExW"), 2u);
+  EXPECT_EQ(callCount("FreeLibrary"), 1u);
+
+  // The machine has no DDC/CI monitor: no physical monitors, and no handle is one.
+  DWORD count = 5;
+  EXPECT_NE(library->getNumberOfPhysicalMonitorsFromHMONITOR(nullptr, &count), 0);
+  EXPECT_EQ(count, 0u);
+  DWORD length = 0;
+  EXPECT_EQ(library->getCapabilitiesStringLength(nullptr, &length), 0);
+  EXPECT_EQ(platform::GetLastError(), 0xC0262582u);
+
+  library.reset();
+  EXPECT_EQ(callCount("FreeLibrary"), 2u);
+}
+
+class MissingExport : public LibraryTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(MissingExport, StopsTheBindingAtItsSlotAndNamesIt) {
+  const std::string missing = sim::defaultDxva2Library().exports[GetParam()];
+  changeDxva2([&](sim::SimLibrary& library) {
+    library.exports.erase(library.exports.begin() + GetParam());
+  });
+  try {
+    Dxva2Library library(subLogger());
+    FAIL() << "bound without " << missing;
+  } catch (const std::runtime_error& e) {
+    EXPECT_EQ(std::string(e.what()), "Failed to load function: " + missing);
+  }
+  EXPECT_EQ(callCount("GetProcAddress"), static_cast<std::size_t>(GetParam()) + 1);
+  EXPECT_EQ(callCount("FreeLibrary"), 2u) << "the library goes with the failed binding";
+}
+
+INSTANTIATE_TEST_SUITE_P(Slots, MissingExport, ::testing::Range(0, 8));
+
+struct LoaderFailureRow {
+  const char* name;
+  std::function<void()> breakMachine;
+  std::string exception;
+};
+
+class LoaderFailure : public LibraryTest, public ::testing::WithParamInterface<LoaderFailureRow> {};
+
+TEST_P(LoaderFailure, ReachesTheCallerUnchanged) {
+  GetParam().breakMachine();
+  try {
+    Dxva2Library library(subLogger());
+    FAIL();
+  } catch (const std::exception& e) {
+    EXPECT_EQ(std::string(e.what()), GetParam().exception);
+  }
+  EXPECT_EQ(callCount("GetProcAddress"), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, LoaderFailure,
+    ::testing::Values(
+        LoaderFailureRow{"Missing", [] { sim::removeSystem32Library("dxva2.dll"); },
+                         "Failed to load the library: error code = 126"},
+        LoaderFailureRow{"Unsigned",
+                         [] {
+                           sim::updateSystem32Library("dxva2.dll", [](sim::SimLibrary& library) {
+                             library.trustStatus = TRUST_E_NOSIGNATURE;
+                             library.trustLastError = static_cast<DWORD>(TRUST_E_NOSIGNATURE);
+                             library.signers.clear();
+                           });
+                         },
+                         "Signature validation against subject name failed"},
+        LoaderFailureRow{"OtherSigner",
+                         [] {
+                           sim::updateSystem32Library("dxva2.dll", [](sim::SimLibrary& library) {
+                             library.signers.front().subject = "Contoso Ltd";
+                           });
+                         },
+                         "Signature validation against subject name failed"}),
+    [](const ::testing::TestParamInfo<LoaderFailureRow>& info) { return info.param.name; });
+
+}  // namespace
