@@ -6,6 +6,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -157,6 +158,44 @@ TEST_F(KestrineEndToEnd, RestoreOfADocumentOverOneMebibyteIsCutAndRejected) {
                                 "chars). Closing named pipe."),
             std::string::npos);
   EXPECT_NE(restore.error.find("Failed to parse input"), std::string::npos);
+}
+
+TEST_F(KestrineEndToEnd, PeerBlankHoldsTheDocumentUntilUnblankHasUsedIt) {
+  auto peer = [this](std::vector<std::string> args) {
+    args.insert(args.begin(), kPeer);
+    return runProcess(args, environment);
+  };
+  const ProcessResult blank = peer({"blank"});
+  ASSERT_EQ(blank.status, 0) << blank.output << blank.error;
+  EXPECT_TRUE(isDark(readRamp(kDisplay1)));
+  std::ifstream first(storedDocument());
+  const std::string held((std::istreambuf_iterator<char>(first)), std::istreambuf_iterator<char>());
+  ASSERT_FALSE(held.empty());
+
+  // While the held document has not been used, a second save would record dark displays.
+  const ProcessResult again = peer({"blank"});
+  EXPECT_NE(again.status, 0);
+  EXPECT_NE(again.error.find("no restore has used it yet"), std::string::npos) << again.error;
+  EXPECT_EQ(again.output.find("started"), std::string::npos) << "the tool must not run";
+
+  // A save that fails never replaces the held document, even with --force.
+  const ProcessResult failed = peer({"blank", "--force", "--tool-arg", "--bogus"});
+  EXPECT_EQ(failed.status, 1);
+  std::ifstream second(storedDocument());
+  EXPECT_EQ(std::string((std::istreambuf_iterator<char>(second)), std::istreambuf_iterator<char>()),
+            held);
+
+  const ProcessResult unblank = peer({"unblank"});
+  EXPECT_EQ(unblank.status, 0) << unblank.output << unblank.error;
+  EXPECT_FALSE(isDark(readRamp(kDisplay1)));
+  EXPECT_EQ(peer({"blank"}).status, 0) << "after a restore a new blank is allowed";
+}
+
+TEST_F(KestrineEndToEnd, PeerUnblankWithoutDocumentRefusesWithoutStartingTheTool) {
+  const ProcessResult run = runProcess({kPeer, "unblank"}, environment);
+  EXPECT_NE(run.status, 0);
+  EXPECT_NE(run.error.find("there is nothing to restore"), std::string::npos) << run.error;
+  EXPECT_EQ(run.output.find("started"), std::string::npos);
 }
 
 struct CommandLineCase {

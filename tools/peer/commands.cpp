@@ -3,6 +3,7 @@
 
 #include <iostream>
 
+#include "tools/peer/tool_commands.h"
 #include "tools/peer/transfer_commands.h"
 
 namespace peer {
@@ -11,6 +12,8 @@ std::vector<PeerCommand> peerCommands() {
   return {
       {"receive", &runReceive},
       {"send", &runSend},
+      {"blank", &runBlank},
+      {"unblank", &runUnblank},
   };
 }
 

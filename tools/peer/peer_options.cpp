@@ -41,6 +41,18 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
                                    "the store", false, "", "FILE");
   TCLAP::ValueArg<std::string> in("", "in", "send: read the document from FILE instead of the "
                                   "store", false, "", "FILE");
+  TCLAP::ValueArg<std::string> tool("", "tool", "blank/unblank: the Kestrine tool to start (default: "
+                                    "kestrine beside the peer)", false, "", "PATH");
+  TCLAP::ValueArg<std::string> logfile("", "logfile", "blank/unblank: passed on to the tool as "
+                                       "--logfile FILE", false, "", "FILE");
+  TCLAP::MultiArg<std::string> toolArg("", "tool-arg", "blank/unblank: one more argument for the "
+                                       "tool (repeatable)", false, "ARG");
+  TCLAP::SwitchArg force("", "force", "blank: replace a held document that no restore has used "
+                         "yet", false);
+  cmd.add(force);
+  cmd.add(toolArg);
+  cmd.add(logfile);
+  cmd.add(tool);
   cmd.add(in);
   cmd.add(out);
   cmd.add(store);
@@ -63,6 +75,14 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
                                                     : std::filesystem::u8path(store.getValue());
   options.outFile = optionalPath(out);
   options.inFile = optionalPath(in);
+  options.toolPath = optionalPath(tool);
+  if (logfile.isSet()) {
+    options.toolArguments = {"--logfile", logfile.getValue()};
+  }
+  for (const std::string& argument : toolArg.getValue()) {
+    options.toolArguments.push_back(argument);
+  }
+  options.force = force.getValue();
   return options;
 }
 

@@ -17,6 +17,9 @@ struct PeerOptions {
   std::filesystem::path storeDirectory;             // --store, else the default store
   std::optional<std::filesystem::path> outFile;     // receive: where the document goes instead
   std::optional<std::filesystem::path> inFile;      // send: where the document comes from instead
+  std::optional<std::filesystem::path> toolPath;    // blank/unblank: the tool, else beside the peer
+  std::vector<std::string> toolArguments;           // blank/unblank: passed on after the action
+  bool force = false;                               // blank: replace a held, unserved document
 };
 
 // Parses the command line; `commands` are the command words it accepts. TCLAP prints usage and

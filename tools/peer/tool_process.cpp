@@ -1,0 +1,76 @@
+// Starting and waiting for the tool through the platform's process functions.
+#include "tools/peer/tool_process.h"
+
+#include "common/text_conversion.h"
+#include "platform/errors.h"
+#include "platform/loader.h"
+#include "platform/processes.h"
+#include "tools/peer/peer_error.h"
+
+namespace peer {
+
+std::string quoteArgument(const std::string& argument) {
+  if (!argument.empty() && argument.find_first_of(" \t\"") == std::string::npos) {
+    return argument;
+  }
+  std::string quoted = "\"";
+  std::size_t backslashes = 0;
+  for (const char c : argument) {
+    if (c == '\\') {
+      ++backslashes;
+      continue;
+    }
+    // Backslashes before a quote are doubled, and the quote itself is escaped.
+    quoted.append(c == '"' ? backslashes * 2 + 1 : backslashes, '\\');
+    backslashes = 0;
+    quoted += c;
+  }
+  // Backslashes before the closing quote are doubled too.
+  quoted.append(backslashes * 2, '\\');
+  return quoted + "\"";
+}
+
+ToolProcess::ToolProcess(const std::filesystem::path& tool,
+                         const std::vector<std::string>& arguments) {
+  shownCommandLine = quoteArgument(tool.u8string());
+  for (const std::string& argument : arguments) {
+    shownCommandLine += " " + quoteArgument(argument);
+  }
+  platform::WideString commandLine = velmo::utf8ToWide(shownCommandLine);
+  const platform::WideString application = velmo::utf8ToWide(tool.u8string());
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION information{};
+  if (!platform::CreateProcessW(application.c_str(), commandLine.data(), nullptr, nullptr, FALSE,
+                                0, nullptr, nullptr, &startup, &information)) {
+    throw PeerError("cannot start " + shownCommandLine, platform::GetLastError());
+  }
+  process = adopt(information.hProcess);
+  thread = adopt(information.hThread);
+}
+
+int ToolProcess::wait() {
+  DWORD code = 0;
+  if (platform::WaitForSingleObject(process.get(), INFINITE) != WAIT_OBJECT_0 ||
+      !platform::GetExitCodeProcess(process.get(), &code)) {
+    throw PeerError("cannot wait for " + shownCommandLine, platform::GetLastError());
+  }
+  return static_cast<int>(code);
+}
+
+std::filesystem::path toolBesidePeer() {
+  WCHAR path[4096] = {};
+  const DWORD length = platform::GetModuleFileNameW(nullptr, path, 4096);
+  if (length == 0 || length >= 4096) {
+    throw PeerError("cannot find the peer's own path", platform::GetLastError());
+  }
+  const std::filesystem::path self =
+      std::filesystem::u8path(velmo::wideToUtf8(platform::WideString(path, length)));
+#ifdef _WIN32
+  return self.parent_path() / "kestrine.exe";
+#else
+  return self.parent_path() / "kestrine";
+#endif
+}
+
+}  // namespace peer
