@@ -21,6 +21,17 @@ WindowsScreenBlanker::WindowsScreenBlanker(std::unique_ptr<velmo::logging::Logge
     throw std::invalid_argument("windows screen blanker requires a valid logger");
   }
   this->logger = std::move(logger);
+  // The library is tried on every run, so its signature is checked on every run; without it the
+  // blanker goes on with gamma blanking alone.
+  try {
+    dxva2Library =
+        std::make_unique<velmo::Dxva2Library>(this->logger->createCategoryLogger(kInheritCategory));
+  } catch (const std::exception& e) {
+    if (this->logger->logLevel >= DEBUG) {
+      this->logger->log(fmt::format("failed to load dxva2 library: {}", e.what()), DEBUG,
+                        this->logger->defaultResultCode);
+    }
+  }
   loadDisplayStates(inputDocument);
 
   std::promise<void> started;

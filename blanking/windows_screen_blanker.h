@@ -17,6 +17,7 @@
 #include "blanking/gamma/windows_gamma_blanker.h"
 #include "blanking/physical_monitor_record.h"
 #include "blanking/screen_blanker.h"
+#include "library/dxva2_library.h"
 #include "logging/logger.h"
 
 class WindowsScreenBlanker : public IOSScreenBlanker {
@@ -52,6 +53,7 @@ class WindowsScreenBlanker : public IOSScreenBlanker {
   bool restoreDPMS();
 
   std::unique_ptr<velmo::logging::LoggerBase> logger;
+  std::unique_ptr<velmo::Dxva2Library> dxva2Library;  // null when dxva2.dll was not accepted
   mutable std::mutex displayStateMutex;
   bool dpmsStatesSaved = false;
   std::atomic<bool> running{true};
