@@ -206,7 +206,12 @@ bool Tree::hasSubkeys(const std::string& path) const {
                      [&](const auto& entry) { return isBelow(entry.first, folded); });
 }
 
-void Tree::remove(const std::string& path) { byFoldedPath.erase(fold(path)); }
+void Tree::remove(const std::string& path) {
+  const std::string folded = fold(path);
+  for (auto it = byFoldedPath.begin(); it != byFoldedPath.end();) {
+    it = it->first == folded || isBelow(it->first, folded) ? byFoldedPath.erase(it) : std::next(it);
+  }
+}
 
 std::string Tree::fingerprint(const std::string& path, bool subtree, DWORD filter) const {
   const std::string folded = fold(path);

@@ -56,6 +56,7 @@ class Tree {
   // Makes the key and any missing parents; `created` tells whether the key itself is new.
   Key& create(const std::string& path, bool& created);
   bool hasSubkeys(const std::string& path) const;
+  // Removes the key and every key below it.
   void remove(const std::string& path);
 
   // A text that changes exactly when something that a watch with `filter` on `path` (and, with

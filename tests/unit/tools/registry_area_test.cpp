@@ -1,0 +1,136 @@
+// kestrine-sim's registry commands, run as the built program against a fresh machine, and a
+// change made by that other process reaching a watcher in this one.
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "common/text_conversion.h"
+#include "logging/registry_change_notifier.h"
+#include "platform/registry.h"
+#include "platform/sim/registry_watch.h"
+#include "tests/support/child_process.h"
+#include "tests/support/eventually.h"
+#include "tests/support/recording_logger.h"
+#include "tests/support/sim_test.h"
+#include "tests/unit/logging/log_files.h"
+
+namespace {
+
+using testing_support::eventually;
+using testing_support::ProcessResult;
+
+ProcessResult simTool(const std::vector<std::string>& args) {
+  std::vector<std::string> argv{KESTRINE_SIM_EXE};
+  argv.insert(argv.end(), args.begin(), args.end());
+  return testing_support::runProcess(argv);
+}
+
+struct Read {
+  LSTATUS status;
+  DWORD type;
+  std::vector<BYTE> data;
+};
+
+Read query(const std::string& key, const std::string& name) {
+  HKEY handle = nullptr;
+  Read read{platform::RegOpenKeyExW(HKEY_LOCAL_MACHINE, velmo::utf8ToWide(key).c_str(), 0,
+                                    KEY_READ, &handle),
+            0,
+            std::vector<BYTE>(64)};
+  if (read.status != 0) {
+    return read;
+  }
+  DWORD size = static_cast<DWORD>(read.data.size());
+  read.status = platform::RegQueryValueExW(handle, velmo::utf8ToWide(name).c_str(), nullptr,
+                                           &read.type, read.data.data(), &size);
+  read.data.resize(size);
+  platform::RegCloseKey(handle);
+  return read;
+}
+
+class RegistryAreaTest : public testing_support::SimTest {
+ protected:
+  std::string registryFile() const {
+    return testing_support::contentOf(simRoot / "machine" / "registry.json");
+  }
+};
+
+TEST_F(RegistryAreaTest, SetValuesReadBackWithWindowsTypesAndSizes) {
+  ASSERT_EQ(simTool({"reg", "set", "HKLM\\SOFTWARE\\K", "Text", "sz", "10"}).status, 0);
+  ASSERT_EQ(simTool({"reg", "set", "SOFTWARE\\K", "Path", "expand_sz", "%TEMP%"}).status, 0);
+  ASSERT_EQ(simTool({"reg", "set", "software\\k", "Empty", "sz", ""}).status, 0);
+  ASSERT_EQ(simTool({"reg", "set", "SOFTWARE\\K", "Count", "dword", "0x10"}).status, 0);
+
+  EXPECT_EQ(query("SOFTWARE\\K", "Text").data, (std::vector<BYTE>{'1', 0, '0', 0, 0, 0}));
+  EXPECT_EQ(query("SOFTWARE\\K", "Path").type, static_cast<DWORD>(REG_EXPAND_SZ));
+  EXPECT_EQ(query("SOFTWARE\\K", "Empty").data.size(), 2u);
+  const Read count = query("SOFTWARE\\K", "Count");
+  EXPECT_EQ(count.type, static_cast<DWORD>(REG_DWORD));
+  EXPECT_EQ(count.data, (std::vector<BYTE>{16, 0, 0, 0}));
+
+  const ProcessResult shown = simTool({"show"});
+  EXPECT_NE(shown.output.find("  Count  REG_DWORD  16  (4 bytes)"), std::string::npos)
+      << shown.output;
+
+  ASSERT_EQ(simTool({"reg", "delete", "SOFTWARE\\K", "Text"}).status, 0);
+  EXPECT_EQ(query("SOFTWARE\\K", "Text").status, static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
+  ASSERT_EQ(simTool({"reg", "delete", "SOFTWARE"}).status, 0);
+  EXPECT_EQ(query("SOFTWARE", "Count").status, static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
+}
+
+struct BadCommand {
+  const char* name;
+  std::vector<std::string> args;
+  int status;
+};
+
+class RegistryAreaRefusesTest : public RegistryAreaTest,
+                                public ::testing::WithParamInterface<BadCommand> {};
+
+TEST_P(RegistryAreaRefusesTest, BadInputChangesNothing) {
+  ASSERT_EQ(simTool({"reg", "set", "SOFTWARE\\K", "Keep", "sz", "1"}).status, 0);
+  const std::string before = registryFile();
+  const ProcessResult result = simTool(GetParam().args);
+  EXPECT_EQ(result.status, GetParam().status);
+  EXPECT_NE(result.error.find("kestrine-sim: "), std::string::npos) << result.error;
+  EXPECT_EQ(registryFile(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Commands, RegistryAreaRefusesTest,
+    ::testing::Values(
+        BadCommand{"EmptyKeyPart", {"reg", "set", "SOFTWARE\\\\K", "N", "sz", "1"}, 2},
+        BadCommand{"OnlyTheHive", {"reg", "set", "HKLM\\", "N", "sz", "1"}, 2},
+        BadCommand{"UnknownType", {"reg", "set", "SOFTWARE\\K", "N", "qword", "1"}, 2},
+        BadCommand{"NegativeDword", {"reg", "set", "SOFTWARE\\K", "N", "dword", "-1"}, 2},
+        BadCommand{"DwordTooLarge", {"reg", "set", "SOFTWARE\\K", "N", "dword", "4294967296"}, 2},
+        BadCommand{"DwordWithText", {"reg", "set", "SOFTWARE\\K", "N", "dword", "12x"}, 2},
+        BadCommand{"MissingData", {"reg", "set", "SOFTWARE\\K", "N", "sz"}, 2},
+        BadCommand{"UnknownCommand", {"reg", "frob"}, 2},
+        BadCommand{"AbsentValue", {"reg", "delete", "SOFTWARE\\K", "Absent"}, 1},
+        BadCommand{"AbsentKey", {"reg", "delete", "SOFTWARE\\Absent"}, 1}),
+    [](const ::testing::TestParamInfo<BadCommand>& info) { return std::string(info.param.name); });
+
+TEST_F(RegistryAreaTest, ChangeFromAnotherProcessReachesAWatcher) {
+  ASSERT_EQ(simTool({"reg", "set", "SOFTWARE\\K", "V", "sz", "1"}).status, 0);
+  std::mutex mutex;
+  std::vector<std::string> delivered;
+  testing_support::RecordingLogger log;
+  velmo::RegistryChangeNotifier notifier(
+      "SOFTWARE\\K", "V",
+      [&](std::string text) {
+        std::lock_guard<std::mutex> lock(mutex);
+        delivered.push_back(text);
+      },
+      log.createCategoryLogger(0));
+  ASSERT_TRUE(eventually([] { return sim::test::activeRegistryWatches() == 1; }));
+  ASSERT_EQ(simTool({"reg", "set", "SOFTWARE\\K", "V", "sz", "2"}).status, 0);
+  EXPECT_TRUE(eventually([&] {
+    std::lock_guard<std::mutex> lock(mutex);
+    return delivered == std::vector<std::string>{"1", "2"};
+  }));
+}
+
+}  // namespace
