@@ -38,31 +38,25 @@ WindowsGammaBlanker::WindowsGammaBlanker(std::unique_ptr<LoggerBase> logger,
 }
 
 bool WindowsGammaBlanker::blank() {
-  bool success = true;
-  for (GammaDisplay& display : displays) {
-    const std::shared_ptr<HDC__> deviceContext = openForPass(display, "blank", success);
-    if (deviceContext && !blankDisplay(display, deviceContext)) {
-      success = false;
-    }
-  }
-  if (!success) {
-    velmo::logging::logError(*logger, kUnexpectedFailure,
-                             "Failed to set blanking gamma ramps for one or more displays");
-  }
-  return success;
+  return runPass("blank", &WindowsGammaBlanker::blankDisplay,
+                 "Failed to set blanking gamma ramps for one or more displays");
 }
 
 bool WindowsGammaBlanker::restore() {
+  return runPass("restore", &WindowsGammaBlanker::restoreDisplay,
+                 "Failed to restore initial gamma ramps for one or more displays");
+}
+
+bool WindowsGammaBlanker::runPass(const char* action, DisplayStep step, const char* summary) {
   bool success = true;
   for (GammaDisplay& display : displays) {
-    const std::shared_ptr<HDC__> deviceContext = openForPass(display, "restore", success);
-    if (deviceContext && !restoreDisplay(display, deviceContext)) {
+    const std::shared_ptr<HDC__> deviceContext = openForPass(display, action, success);
+    if (deviceContext && !(this->*step)(display, deviceContext)) {
       success = false;
     }
   }
   if (!success) {
-    velmo::logging::logError(*logger, kUnexpectedFailure,
-                             "Failed to restore initial gamma ramps for one or more displays");
+    velmo::logging::logError(*logger, kUnexpectedFailure, summary);
   }
   return success;
 }
@@ -112,7 +106,7 @@ bool WindowsGammaBlanker::blankDisplay(GammaDisplay& display,
   return true;
 }
 
-bool WindowsGammaBlanker::restoreDisplay(const GammaDisplay& display,
+bool WindowsGammaBlanker::restoreDisplay(GammaDisplay& display,
                                          const std::shared_ptr<HDC__>& deviceContext) {
   if (!display.initialGammasSaved) {
     velmo::logging::logError(*logger, kUnexpectedFailure,
