@@ -1,4 +1,4 @@
-// Display devices, device contexts and device gamma ramps (user32 and gdi32).
+// Only the display operations of user32 and gdi32 live here: devices, contexts, gamma ramps.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// The words of the display faults, in one table for setting, clearing and describing them.
+// Only the display faults' words live here, in one table for setting, clearing and describing.
 #include "platform/sim/display_faults.h"
 
 #include <cerrno>

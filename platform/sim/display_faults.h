@@ -1,5 +1,5 @@
-// The faults a simulated display can have, and their words as kestrine-sim takes them and the
-// display records store them: "get-fails", "set-fails CODE", "no-dc", "off",
+// Only the simulated displays' faults and their words live here, as kestrine-sim takes them and
+// the display records store them: "get-fails", "set-fails CODE", "no-dc", "off",
 // "alter-readback N", "changing".
 #pragma once
 

@@ -1,4 +1,4 @@
-// Storage of the simulated displays. Layout under the machine directory:
+// Only the storage of the simulated displays lives here. Layout under the machine directory:
 //   displays/index        the display names in enumeration order, one per line
 //   displays/<NAME>.txt   one record per display (NAME is the device name without "\\.\")
 // A record is a few "key value" lines and one line per ramp channel, so that reading or writing

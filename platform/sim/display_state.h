@@ -1,6 +1,6 @@
-// The simulated machine's display devices as stored in the machine directory: one record per
-// display with its flags, rectangle, exact gamma ramp and faults, shared by every process. Only
-// storage lives here; the display operations and kestrine-sim act through it.
+// Only the storage of the simulated displays lives here; operations and kestrine-sim use it.
+// One record per display (flags, rectangle, exact gamma ramp, faults) in the machine directory,
+// shared by every process.
 #pragma once
 
 #include <array>

@@ -1,5 +1,5 @@
-// The sim's display operations: listing, device contexts and gamma ramps of the stored displays,
-// with their faults. Ramps are read and written exactly, whatever their shape.
+// Only the sim's display operations live here, acting on the stored displays and their faults.
+// Ramps are read and written exactly, whatever their shape.
 #include <cctype>
 #include <cstring>
 #include <optional>
