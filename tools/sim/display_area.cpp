@@ -225,6 +225,12 @@ class DisplayArea : public SimArea {
 
   std::vector<std::string> resetOptions() const override { return {"--displays"}; }
 
+  void checkResetOptions(const std::map<std::string, std::string>& options) const override {
+    if (const auto it = options.find("--displays"); it != options.end()) {
+      number(it->second, kMaximumDisplays, "--displays");
+    }
+  }
+
   void reset(const std::map<std::string, std::string>& options) override {
     const auto it = options.find("--displays");
     if (it != options.end()) {

@@ -77,6 +77,9 @@ std::map<std::string, std::string> only(const std::map<std::string, std::string>
 
 int reset(const std::vector<std::unique_ptr<SimArea>>& areas, const std::vector<std::string>& args) {
   const auto options = parseOptions(args, collect(areas, &SimArea::resetOptions), {});
+  for (const auto& area : areas) {
+    area->checkResetOptions(only(options, area->resetOptions()));
+  }
   sim::MachineLock lock;
   sim::resetMachine();
   for (const auto& area : areas) {

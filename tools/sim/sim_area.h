@@ -33,6 +33,11 @@ class SimArea {
 
   // Options of `reset` that this area takes (e.g. "--displays"), each with one value.
   virtual std::vector<std::string> resetOptions() const { return {}; }
+  // Throws UsageError for a reset option value the area cannot take; runs before anything is
+  // wiped, so that a bad reset changes nothing.
+  virtual void checkResetOptions(const std::map<std::string, std::string>& options) const {
+    (void)options;
+  }
   // Called after the machine was wiped, with the options of resetOptions() that were given.
   virtual void reset(const std::map<std::string, std::string>& options) { (void)options; }
 
