@@ -244,13 +244,11 @@ BOOL CryptQueryObject(DWORD dwObjectType, const void* pvObject, DWORD dwExpected
   if (dwObjectType != CERT_QUERY_OBJECT_FILE || !pvObject) {
     return fail(E_INVALIDARG);
   }
+  // A file without an embedded signature, or no file at all, matches nothing (as under Wine).
   sim::SimLibrary library;
-  const sim::LibraryFileState state =
-      sim::readLibraryFile(sim::pathFromWide(static_cast<LPCWSTR>(pvObject)), library);
-  if (state == sim::LibraryFileState::Missing) {
-    return fail(static_cast<HRESULT>(ERROR_FILE_NOT_FOUND));
-  }
-  if (state == sim::LibraryFileState::NotALibrary || library.signers.empty() ||
+  if (sim::readLibraryFile(sim::pathFromWide(static_cast<LPCWSTR>(pvObject)), library) !=
+          sim::LibraryFileState::Library ||
+      library.signers.empty() ||
       !(dwExpectedContentTypeFlags & CERT_QUERY_CONTENT_FLAG_PKCS7_SIGNED_EMBED) ||
       !(dwExpectedFormatTypeFlags & CERT_QUERY_FORMAT_FLAG_BINARY)) {
     return fail(CRYPT_E_NO_MATCH);

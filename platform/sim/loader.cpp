@@ -69,22 +69,19 @@ std::vector<fs::path> searchDirectories(DWORD flags) {
   return directories;
 }
 
-// The file a name stands for, or the error code of the failed search.
-std::optional<fs::path> locate(const std::string& name, DWORD flags, DWORD& error) {
-  error = ERROR_MOD_NOT_FOUND;
-  if (name.find_first_of("/\\") != std::string::npos) {
-    const fs::path path(name);
-    if (path.is_absolute()) {
-      return path;
-    }
-    if (flags & kSearchFlags) {
-      error = ERROR_INVALID_PARAMETER;  // the search flags take bare names or full paths only
-      return std::nullopt;
-    }
-    return fs::current_path() / path;
+// The file a name stands for: a full path as it is; a bare name, or a relative path, in each
+// directory of the search in turn (the last part of the name without regard to case).
+std::optional<fs::path> locate(const std::string& name, DWORD flags) {
+  std::string relative = name;
+  std::replace(relative.begin(), relative.end(), '\\', '/');
+  const fs::path path(relative);
+  if (path.is_absolute()) {
+    return path;
   }
   for (const fs::path& directory : searchDirectories(flags)) {
-    if (std::optional<fs::path> file = sim::findInDirectory(directory, withExtension(name))) {
+    const fs::path parent = (directory / path).parent_path();
+    if (std::optional<fs::path> file =
+            sim::findInDirectory(parent, withExtension(path.filename().string()))) {
       return file;
     }
   }
@@ -123,14 +120,13 @@ namespace platform {
 
 HMODULE LoadLibraryExW(LPCWSTR lpLibFileName, HANDLE hFile, DWORD dwFlags) {
   SIM_ENTER(LoadLibraryExW, lpLibFileName, hFile, dwFlags);
-  if (!lpLibFileName || !*lpLibFileName || hFile) {
+  if (!lpLibFileName || hFile) {
     return failLoad(ERROR_INVALID_PARAMETER);
   }
-  DWORD error = 0;
   const std::optional<fs::path> file =
-      locate(sim::pathFromWide(lpLibFileName).string(), dwFlags, error);
+      *lpLibFileName ? locate(sim::pathFromWide(lpLibFileName).string(), dwFlags) : std::nullopt;
   if (!file) {
-    return failLoad(error);
+    return failLoad(ERROR_MOD_NOT_FOUND);
   }
   sim::SimLibrary library;
   switch (sim::readLibraryFile(*file, library)) {

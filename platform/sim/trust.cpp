@@ -1,6 +1,7 @@
 // The sim's WinVerifyTrust: the verdict that a library file's record holds, with the state that
 // the verifying call opens and the closing call releases. A file that is not a library record
-// counts as one without a signature, as an unsigned file of unknown form does on Windows.
+// (the program's own executable, say) counts as an unsigned executable; a missing file gives the
+// file error as its status, as Wine does.
 #include <cstring>
 #include <memory>
 
@@ -25,14 +26,14 @@ bool isGenericVerify(const GUID& action) {
   return std::memcmp(&action, &expected, sizeof expected) == 0;
 }
 
-// The verdict for a file: its record's, or none for a missing file or one of another kind.
+// The verdict for a file: its record's, or the answer for a missing or an unsigned file.
 LONG verdictFor(const WINTRUST_FILE_INFO& file) {
   sim::SimLibrary library;
   switch (sim::readLibraryFile(sim::pathFromWide(file.pcwszFilePath), library)) {
     case sim::LibraryFileState::Missing:
-      return answer(TRUST_E_NOSIGNATURE, ERROR_FILE_NOT_FOUND);
+      return answer(static_cast<LONG>(ERROR_FILE_NOT_FOUND), ERROR_FILE_NOT_FOUND);
     case sim::LibraryFileState::NotALibrary:
-      return answer(TRUST_E_NOSIGNATURE, static_cast<DWORD>(TRUST_E_SUBJECT_FORM_UNKNOWN));
+      return answer(TRUST_E_NOSIGNATURE, static_cast<DWORD>(TRUST_E_NOSIGNATURE));
     case sim::LibraryFileState::Library:
       break;
   }
