@@ -17,8 +17,7 @@ BOOL fail(DWORD code) {
   return FALSE;
 }
 
-BOOL WINAPI GetNumberOfPhysicalMonitorsFromHMONITOR(HMONITOR monitor, LPDWORD count) {
-  (void)monitor;
+BOOL WINAPI GetNumberOfPhysicalMonitorsFromHMONITOR(HMONITOR, LPDWORD count) {
   if (!count) {
     return fail(ERROR_INVALID_PARAMETER);
   }
@@ -26,57 +25,32 @@ BOOL WINAPI GetNumberOfPhysicalMonitorsFromHMONITOR(HMONITOR monitor, LPDWORD co
   return TRUE;
 }
 
-BOOL WINAPI GetPhysicalMonitorsFromHMONITOR(HMONITOR monitor, DWORD size,
-                                            LPPHYSICAL_MONITOR monitors) {
-  (void)monitor;
-  (void)size;
-  (void)monitors;
-  // No monitor has a physical monitor to hand out, so no array size is right.
+// No monitor has a physical monitor to hand out, so no array size is right.
+BOOL WINAPI GetPhysicalMonitorsFromHMONITOR(HMONITOR, DWORD, LPPHYSICAL_MONITOR) {
   return fail(ERROR_INVALID_PARAMETER);
 }
 
-BOOL WINAPI DestroyPhysicalMonitors(DWORD size, LPPHYSICAL_MONITOR monitors) {
-  (void)monitors;
+BOOL WINAPI DestroyPhysicalMonitors(DWORD size, LPPHYSICAL_MONITOR) {
   return size == 0 ? TRUE : fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
 }
 
-BOOL WINAPI GetCapabilitiesStringLength(HANDLE physicalMonitor, LPDWORD length) {
-  (void)physicalMonitor;
-  (void)length;
+BOOL WINAPI GetCapabilitiesStringLength(HANDLE, LPDWORD) {
   return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
 }
 
-BOOL WINAPI CapabilitiesRequestAndCapabilitiesReply(HANDLE physicalMonitor, LPSTR capabilities,
-                                                    DWORD length) {
-  (void)physicalMonitor;
-  (void)capabilities;
-  (void)length;
+BOOL WINAPI CapabilitiesRequestAndCapabilitiesReply(HANDLE, LPSTR, DWORD) {
   return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
 }
 
-BOOL WINAPI GetMonitorCapabilities(HANDLE physicalMonitor, LPDWORD capabilities,
-                                   LPDWORD colorTemperatures) {
-  (void)physicalMonitor;
-  (void)capabilities;
-  (void)colorTemperatures;
+BOOL WINAPI GetMonitorCapabilities(HANDLE, LPDWORD, LPDWORD) {
   return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
 }
 
-BOOL WINAPI SetVCPFeature(HANDLE physicalMonitor, BYTE code, DWORD value) {
-  (void)physicalMonitor;
-  (void)code;
-  (void)value;
+BOOL WINAPI SetVCPFeature(HANDLE, BYTE, DWORD) {
   return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
 }
 
-BOOL WINAPI GetVCPFeatureAndVCPFeatureReply(HANDLE physicalMonitor, BYTE code,
-                                            LPMC_VCP_CODE_TYPE codeType, LPDWORD current,
-                                            LPDWORD maximum) {
-  (void)physicalMonitor;
-  (void)code;
-  (void)codeType;
-  (void)current;
-  (void)maximum;
+BOOL WINAPI GetVCPFeatureAndVCPFeatureReply(HANDLE, BYTE, LPMC_VCP_CODE_TYPE, LPDWORD, LPDWORD) {
   return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
 }
 

@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <cctype>
 #include <string>
-#include <utility>
 
 #include "platform/errors.h"
 #include "platform/loader.h"
 #include "platform/local_memory.h"
 #include "platform/trust.h"
+#include "tests/support/verify_trust.h"
 
 namespace {
 
@@ -41,27 +41,6 @@ platform::WideString moduleFileName(HMODULE module) {
   WCHAR buffer[MAX_PATH] = {};
   const DWORD length = platform::GetModuleFileNameW(module, buffer, MAX_PATH);
   return platform::WideString(buffer, length);
-}
-
-// The status of a verifying call and the last error right after it; the state is closed again.
-std::pair<LONG, DWORD> verifyTrust(const platform::WideString& path) {
-  WINTRUST_FILE_INFO file{};
-  file.cbStruct = sizeof file;
-  file.pcwszFilePath = path.c_str();
-  platform::WINTRUST_DATA data{};
-  data.cbStruct = sizeof data;
-  data.dwUIChoice = WTD_UI_NONE;
-  data.fdwRevocationChecks = WTD_REVOKE_NONE;
-  data.dwUnionChoice = WTD_CHOICE_FILE;
-  data.pFile = &file;
-  data.dwStateAction = WTD_STATEACTION_VERIFY;
-  data.dwProvFlags = WTD_CACHE_ONLY_URL_RETRIEVAL;
-  GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
-  const LONG status = platform::WinVerifyTrust(nullptr, &action, &data);
-  const DWORD lastError = platform::GetLastError();
-  data.dwStateAction = WTD_STATEACTION_CLOSE;
-  EXPECT_EQ(platform::WinVerifyTrust(nullptr, &action, &data), 0);
-  return {status, lastError};
 }
 
 TEST(LoaderConformance, MissingLibraryIsNotFound) {
@@ -104,9 +83,10 @@ TEST(LoaderConformance, SearchFindsSystem32LibraryByItsFullPath) {
 TEST(LoaderConformance, UnsignedFileHasNoSignature) {
   const platform::WideString self = moduleFileName(nullptr);
   ASSERT_FALSE(self.empty());
-  const auto [status, lastError] = verifyTrust(self);
-  EXPECT_EQ(status, TRUST_E_NOSIGNATURE);
-  EXPECT_EQ(lastError, static_cast<DWORD>(TRUST_E_NOSIGNATURE));
+  const testing_support::TrustAnswer answer = testing_support::verifyTrust(self);
+  EXPECT_EQ(answer.status, TRUST_E_NOSIGNATURE);
+  EXPECT_EQ(answer.lastError, static_cast<DWORD>(TRUST_E_NOSIGNATURE));
+  EXPECT_EQ(answer.closeStatus, 0);
 
   HCERTSTORE store = nullptr;
   HCRYPTMSG message = nullptr;

@@ -14,6 +14,7 @@
 #include "platform/trust.h"
 #include "tests/support/child_process.h"
 #include "tests/support/sim_test.h"
+#include "tests/support/verify_trust.h"
 
 namespace {
 
@@ -34,24 +35,13 @@ std::optional<sim::SimLibrary> dxva2() {
   return library;
 }
 
-// WinVerifyTrust's status for a file and the last error right after it.
-std::pair<LONG, DWORD> verifyTrust(const std::string& path) {
-  const platform::WideString widePath(path.begin(), path.end());
-  WINTRUST_FILE_INFO file{};
-  file.cbStruct = sizeof file;
-  file.pcwszFilePath = widePath.c_str();
-  platform::WINTRUST_DATA data{};
-  data.cbStruct = sizeof data;
-  data.dwUIChoice = WTD_UI_NONE;
-  data.dwUnionChoice = WTD_CHOICE_FILE;
-  data.pFile = &file;
-  data.dwStateAction = WTD_STATEACTION_VERIFY;
-  GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
-  const LONG status = platform::WinVerifyTrust(nullptr, &action, &data);
-  const DWORD lastError = platform::GetLastError();
-  data.dwStateAction = WTD_STATEACTION_CLOSE;
-  platform::WinVerifyTrust(nullptr, &action, &data);
-  return {status, lastError};
+// WinVerifyTrust's status for dxva2.dll and the last error with it.
+std::pair<LONG, DWORD> verifyDxva2() {
+  const std::string path = (sim::system32Dir() / "dxva2.dll").string();
+  const testing_support::TrustAnswer answer =
+      testing_support::verifyTrust(platform::WideString(path.begin(), path.end()));
+  EXPECT_EQ(answer.closeStatus, 0);
+  return {answer.status, answer.lastError};
 }
 
 struct CommandRow {
@@ -75,13 +65,13 @@ INSTANTIATE_TEST_SUITE_P(
         CommandRow{"Unsigned", {"dxva2.dll", "unsigned"},
                    [](const std::optional<sim::SimLibrary>& library) {
                      EXPECT_TRUE(library->signers.empty());
-                     EXPECT_EQ(verifyTrust((sim::system32Dir() / "dxva2.dll").string()),
+                     EXPECT_EQ(verifyDxva2(),
                                std::make_pair(TRUST_E_NOSIGNATURE, 0x800B0100u));
                    }},
         CommandRow{"UntrustedWithLastError", {"DXVA2.DLL", "untrusted", "-2146762751", "2"},
                    [](const std::optional<sim::SimLibrary>& library) {
                      EXPECT_EQ(library->trustStatus, TRUST_E_PROVIDER_UNKNOWN);
-                     EXPECT_EQ(verifyTrust((sim::system32Dir() / "dxva2.dll").string()),
+                     EXPECT_EQ(verifyDxva2(),
                                std::make_pair(TRUST_E_PROVIDER_UNKNOWN, DWORD{2}));
                      EXPECT_FALSE(library->signers.empty()) << "the signature stays";
                    }},
