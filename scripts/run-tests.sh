@@ -17,7 +17,7 @@
 set -uo pipefail
 
 root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
-cd "$root"
+cd "$root" || exit 1
 build_root=${KESTRINE_BUILD_ROOT:-$root/build}
 mkdir -p "$build_root"
 build_root=$(cd -- "$build_root" && pwd)

@@ -4,7 +4,7 @@
 #   scripts/wine-run.sh PROGRAM.exe [ARGS...]
 # Defaults (each kept if already set): WINEPREFIX=<repository>/build/wine-prefix, WINEDEBUG=-all,
 # WINEDLLOVERRIDES that switch off the crash debugger and the Mono/Gecko installers.
-here=$(CDPATH= cd -- "$(dirname -- "$0")" && pwd)
+here=$(CDPATH='' cd -- "$(dirname -- "$0")" && pwd)
 : "${WINEPREFIX:=$(dirname -- "$here")/build/wine-prefix}"
 : "${WINEDEBUG:=-all}"
 : "${WINEDLLOVERRIDES:=winedbg.exe=d;mscoree=d;mshtml=d}"
