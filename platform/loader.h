@@ -1,5 +1,4 @@
-// Loading libraries and finding their exports (kernel32): the path search, the load, the file
-// name of a module, the lookup of an export and the release.
+// Library loading of kernel32: LoadLibraryExW, GetModuleFileNameW, GetProcAddress, FreeLibrary.
 #pragma once
 
 #include "platform/types.h"

@@ -1,5 +1,5 @@
-// Local memory of kernel32 (LocalAlloc, LocalFree): buffers that the crypt32 size-then-data calls
-// fill.
+// Local memory operations of kernel32 (LocalAlloc, LocalFree) and their flags.
+// The crypt32 size-then-data calls fill such buffers.
 #pragma once
 
 #include "platform/types.h"

@@ -1,5 +1,5 @@
-// Types of the Monitor Configuration API of dxva2.dll. The program binds its functions at run
-// time through the loader, so only the types and the function pointer types live here.
+// Types of dxva2.dll's Monitor Configuration API and the pointer types of its functions.
+// The program binds the functions at run time through the loader, so only types live here.
 #pragma once
 
 #include "platform/types.h"

@@ -1,6 +1,6 @@
-// Authenticode: the trust verdict of wintrust (WinVerifyTrust) and the crypt32 calls that take a
-// file's embedded signature apart (query, signer information, opus attribute, certificate and
-// its names), with the structures they fill in their Windows layouts.
+// Authenticode operations of wintrust and crypt32 and the structures they fill, Windows layouts.
+// WinVerifyTrust gives the trust verdict; the crypt32 calls take a file's embedded signature
+// apart (query, signer information, opus attribute, certificate and its names).
 #pragma once
 
 #include <cstddef>

@@ -1,9 +1,6 @@
-// The sim's crypt32 operations on a library file's embedded signature: the query that opens its
-// store and message, the signer information and the opus attribute in Windows' flat layouts,
-// the signer's certificate found by issuer and serial number, and its names.
-//
-// Where Windows has DER, the sim's blobs hold its own encoding: an issuer name is its UTF-8
-// text, an opus attribute value is encodeOpus's text.
+// The sim's crypt32 operations on the embedded signature of a library file.
+// The query opens its store and message; the signer information and the opus attribute come in
+// Windows' flat layouts; the signer's certificate is found by issuer and serial number.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,6 @@
-// The objects behind the sim's wintrust and crypt32 handles. They live in the handle table as
-// kernel objects, so that a test's count of open handles sees every one left open.
+// The objects behind the sim's wintrust and crypt32 handles.
+// They live in the handle table as kernel objects, so that a test's count of open handles sees
+// every one left open.
 #pragma once
 
 #include <memory>

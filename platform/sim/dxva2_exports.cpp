@@ -1,57 +1,249 @@
-// The Monitor Configuration functions behind the sim's "dxva2.dll". The machine has no monitor
-// that speaks DDC/CI yet: every display monitor reports no physical monitor, and a call on a
-// physical monitor handle fails as Windows fails it for a handle it does not know.
+// The Monitor Configuration functions behind the sim's "dxva2.dll", acting on the machine's DDC/CI
+// monitors (monitor_state.h). Physical monitor handles are entries of the handle table, closed by
+// DestroyPhysicalMonitors; a handle whose monitor or display has gone fails its calls.
 #include "platform/sim/dxva2_exports.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <optional>
 #include <utility>
 
 #include "platform/monitor_configuration.h"
+#include "platform/sim/display_monitors.h"
+#include "platform/sim/handles.h"
+#include "platform/sim/monitor_state.h"
 #include "platform/sim/test_api.h"
+#include "platform/sim/utf.h"
 
 namespace sim {
 namespace {
+
+// The one VCP code the simulated monitors know: the power mode.
+constexpr BYTE kPowerModeCode = 0xD6;
+constexpr DWORD kVcpNotSupported = 0xC0262584u;    // ERROR_GRAPHICS_DDCCI_VCP_NOT_SUPPORTED
+constexpr DWORD kMonitorNoLongerExists = 0xC026258Du;  // ERROR_GRAPHICS_MONITOR_NO_LONGER_EXISTS
+
+// What a physical monitor handle stands for: one physical monitor of one display.
+class PhysicalMonitorObject : public HandleObject {
+ public:
+  PhysicalMonitorObject(std::string displayName, std::size_t position)
+      : display(std::move(displayName)), index(position) {}
+  const std::string display;
+  const std::size_t index;
+};
 
 BOOL fail(DWORD code) {
   setLastError(code);
   return FALSE;
 }
 
-BOOL WINAPI GetNumberOfPhysicalMonitorsFromHMONITOR(HMONITOR, LPDWORD count) {
+std::optional<DWORD> faultOf(const MonitorFaults& faults, const char* word) {
+  const auto it = faults.find(word);
+  if (it == faults.end()) {
+    return std::nullopt;
+  }
+  return it->second;
+}
+
+// The physical monitor behind a handle, as the machine holds it now. Sets the last error and
+// gives none when the handle is not open or its monitor is gone.
+std::optional<SimPhysicalMonitor> resolve(HANDLE handle,
+                                          std::shared_ptr<PhysicalMonitorObject>* object = nullptr) {
+  auto found = lookupHandleAs<PhysicalMonitorObject>(HandleKind::PhysicalMonitor, handle);
+  if (!found) {
+    setLastError(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+    return std::nullopt;
+  }
+  const std::optional<SimDisplay> display = loadDisplay(found->display);
+  const std::optional<SimMonitor> monitor = loadMonitor(found->display);
+  if (!display || !isDisplayMonitor(*display) || !monitor ||
+      found->index >= monitor->physical.size()) {
+    setLastError(kMonitorNoLongerExists);
+    return std::nullopt;
+  }
+  if (object) {
+    *object = found;
+  }
+  return monitor->physical[found->index];
+}
+
+// The DDC/CI side of a display monitor. A monitor handle that the machine does not know stands
+// for a display without DDC/CI: it has no physical monitor.
+std::optional<SimMonitor> monitorBehind(HMONITOR monitor) {
+  const std::optional<SimDisplay> display = displayOfMonitor(monitor);
+  return display ? loadMonitor(display->name) : std::nullopt;
+}
+
+void copyDescription(const std::string& description, PHYSICAL_MONITOR& entry) {
+  const std::vector<WCHAR> units = utf8ToUtf16(
+      reinterpret_cast<const unsigned char*>(description.data()), description.size());
+  const std::size_t size = std::min(units.size(), kMaximumDescriptionUnits);
+  WCHAR text[PHYSICAL_MONITOR_DESCRIPTION_SIZE] = {};
+  std::memcpy(text, units.data(), size * sizeof(WCHAR));
+  // The record is packed: its text is reached through the record's bytes, not a WCHAR pointer.
+  std::memcpy(reinterpret_cast<unsigned char*>(&entry) +
+                  offsetof(PHYSICAL_MONITOR, szPhysicalMonitorDescription),
+              text, sizeof text);
+}
+
+BOOL WINAPI GetNumberOfPhysicalMonitorsFromHMONITOR(HMONITOR monitor, LPDWORD count) {
+  SIM_RECORD_CALL(GetNumberOfPhysicalMonitorsFromHMONITOR, monitor, count);
   if (!count) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  *count = 0;
+  const std::optional<SimMonitor> behind = monitorBehind(monitor);
+  if (!behind) {
+    *count = 0;
+    return TRUE;
+  }
+  if (const std::optional<DWORD> code = faultOf(behind->faults, "count")) {
+    return fail(*code);
+  }
+  *count = static_cast<DWORD>(behind->physical.size());
   return TRUE;
 }
 
-// No monitor has a physical monitor to hand out, so no array size is right.
-BOOL WINAPI GetPhysicalMonitorsFromHMONITOR(HMONITOR, DWORD, LPPHYSICAL_MONITOR) {
-  return fail(ERROR_INVALID_PARAMETER);
+BOOL WINAPI GetPhysicalMonitorsFromHMONITOR(HMONITOR monitor, DWORD size,
+                                            LPPHYSICAL_MONITOR monitors) {
+  SIM_RECORD_CALL(GetPhysicalMonitorsFromHMONITOR, monitor, size, monitors);
+  const std::optional<SimMonitor> behind = monitorBehind(monitor);
+  if (!behind) {
+    // No physical monitor to hand out, so no array size is right.
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  if (const std::optional<DWORD> code = faultOf(behind->faults, "list")) {
+    return fail(*code);
+  }
+  if (!monitors || size != behind->physical.size()) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  for (std::size_t i = 0; i < behind->physical.size(); ++i) {
+    PHYSICAL_MONITOR entry{};
+    entry.hPhysicalMonitor = insertHandle(
+        HandleKind::PhysicalMonitor, std::make_shared<PhysicalMonitorObject>(behind->display, i));
+    copyDescription(behind->physical[i].description, entry);
+    std::memcpy(&monitors[i], &entry, sizeof entry);
+  }
+  return TRUE;
 }
 
-BOOL WINAPI DestroyPhysicalMonitors(DWORD size, LPPHYSICAL_MONITOR) {
-  return size == 0 ? TRUE : fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+BOOL WINAPI DestroyPhysicalMonitors(DWORD size, LPPHYSICAL_MONITOR monitors) {
+  SIM_RECORD_CALL(DestroyPhysicalMonitors, size, monitors);
+  if (size == 0) {
+    return TRUE;
+  }
+  if (!monitors) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  bool allClosed = true;
+  for (DWORD i = 0; i < size; ++i) {
+    PHYSICAL_MONITOR entry;
+    std::memcpy(&entry, &monitors[i], sizeof entry);
+    allClosed = closeHandle(HandleKind::PhysicalMonitor, entry.hPhysicalMonitor) && allClosed;
+  }
+  return allClosed ? TRUE : fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
 }
 
-BOOL WINAPI GetCapabilitiesStringLength(HANDLE, LPDWORD) {
-  return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+BOOL WINAPI GetCapabilitiesStringLength(HANDLE physicalMonitor, LPDWORD length) {
+  SIM_RECORD_CALL(GetCapabilitiesStringLength, physicalMonitor, length);
+  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor);
+  if (!monitor) {
+    return FALSE;
+  }
+  if (const std::optional<DWORD> code = faultOf(monitor->faults, "caps-length")) {
+    return fail(*code);
+  }
+  if (!length) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  *length = static_cast<DWORD>(monitor->capabilities.size() + 1);
+  return TRUE;
 }
 
-BOOL WINAPI CapabilitiesRequestAndCapabilitiesReply(HANDLE, LPSTR, DWORD) {
-  return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+BOOL WINAPI CapabilitiesRequestAndCapabilitiesReply(HANDLE physicalMonitor, LPSTR capabilities,
+                                                    DWORD length) {
+  SIM_RECORD_CALL(CapabilitiesRequestAndCapabilitiesReply, physicalMonitor, capabilities, length);
+  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor);
+  if (!monitor) {
+    return FALSE;
+  }
+  if (const std::optional<DWORD> code = faultOf(monitor->faults, "caps")) {
+    return fail(*code);
+  }
+  if (!capabilities || length < monitor->capabilities.size() + 1) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  std::memcpy(capabilities, monitor->capabilities.c_str(), monitor->capabilities.size() + 1);
+  return TRUE;
 }
 
-BOOL WINAPI GetMonitorCapabilities(HANDLE, LPDWORD, LPDWORD) {
-  return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+// Nothing of the program asks for it; a simulated monitor reports no optional capability.
+BOOL WINAPI GetMonitorCapabilities(HANDLE physicalMonitor, LPDWORD capabilities,
+                                   LPDWORD colorTemperatures) {
+  SIM_RECORD_CALL(GetMonitorCapabilities, physicalMonitor, capabilities, colorTemperatures);
+  if (!resolve(physicalMonitor)) {
+    return FALSE;
+  }
+  if (!capabilities || !colorTemperatures) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  *capabilities = 0;
+  *colorTemperatures = 0;
+  return TRUE;
 }
 
-BOOL WINAPI SetVCPFeature(HANDLE, BYTE, DWORD) {
-  return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+BOOL WINAPI SetVCPFeature(HANDLE physicalMonitor, BYTE code, DWORD value) {
+  SIM_RECORD_CALL(SetVCPFeature, physicalMonitor, code, value);
+  std::shared_ptr<PhysicalMonitorObject> object;
+  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor, &object);
+  if (!monitor) {
+    return FALSE;
+  }
+  if (const std::optional<DWORD> error = faultOf(monitor->faults, "set")) {
+    return fail(*error);
+  }
+  if (code != kPowerModeCode) {
+    return fail(kVcpNotSupported);
+  }
+  bool present = false;
+  updateMonitor(object->display, [&](SimMonitor& stored) {
+    present = object->index < stored.physical.size();
+    if (present && stored.physical[object->index].setSticks) {
+      stored.physical[object->index].powerMode = value;
+    }
+  });
+  return present ? TRUE : fail(kMonitorNoLongerExists);
 }
 
-BOOL WINAPI GetVCPFeatureAndVCPFeatureReply(HANDLE, BYTE, LPMC_VCP_CODE_TYPE, LPDWORD, LPDWORD) {
-  return fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
+BOOL WINAPI GetVCPFeatureAndVCPFeatureReply(HANDLE physicalMonitor, BYTE code,
+                                            LPMC_VCP_CODE_TYPE codeType, LPDWORD current,
+                                            LPDWORD maximum) {
+  SIM_RECORD_CALL(GetVCPFeatureAndVCPFeatureReply, physicalMonitor, code, codeType, current,
+                  maximum);
+  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor);
+  if (!monitor) {
+    return FALSE;
+  }
+  if (const std::optional<DWORD> error = faultOf(monitor->faults, "get")) {
+    return fail(*error);
+  }
+  if (code != kPowerModeCode) {
+    return fail(kVcpNotSupported);
+  }
+  if (!current) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  if (codeType) {
+    *codeType = MC_SET_PARAMETER;
+  }
+  *current = monitor->powerMode;
+  if (maximum) {
+    *maximum = monitor->powerModeMaximum;
+  }
+  return TRUE;
 }
 
 using Export = std::pair<const char*, FARPROC>;

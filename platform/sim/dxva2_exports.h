@@ -1,5 +1,5 @@
-// The exports of the sim's built-in "dxva2.dll": real functions of this library that
-// GetProcAddress hands out by name, so that the program calls them as it would call dxva2.dll.
+// The table of exports of the sim's built-in "dxva2.dll", by name.
+// They are real functions of this library, so the program calls them as it would call dxva2.dll.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// A structure and everything it points to, laid out in one block the way crypt32 hands such
-// results over, and the size-then-data protocol that delivers the block into a caller's buffer.
+// Flat crypt32 results of the sim: a structure and all it points to in one block.
+// Includes the size-then-data protocol that delivers the block into a caller's buffer.
 #pragma once
 
 #include <cstddef>

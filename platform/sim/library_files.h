@@ -1,6 +1,6 @@
-// The simulated machine's library files: where they are found, and the signature record each one
-// carries in place of code. Only storage and the record's format live here; the loader and the
-// crypt32 operations act through it.
+// Storage of the sim's library files: where they are found and the signature record each holds.
+// A library file carries its record in place of code; the loader and the crypt32 operations
+// act through this storage.
 //
 // A library file is a JSON document:
 //   {

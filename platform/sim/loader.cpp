@@ -1,6 +1,6 @@
-// The sim's loader: finds library files only where the search flags permit, maps them as module
-// handles and hands out the built-in exports that a library's record lists. No library code
-// ever runs: a library file holds its signature record and its list of exports.
+// The sim's loader operations: path search, module handles and the built-in exports.
+// Files are found only where the search flags permit. No library code ever runs: a library file
+// holds its signature record and its list of exports.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>

@@ -1,5 +1,5 @@
-// The sim's local memory: fixed blocks from the C heap, always zero-filled, so that a block that
-// is never given back shows up in a leak check.
+// The sim's local memory operations: zero-filled fixed blocks from the C heap.
+// A block that is never given back shows up in a leak check.
 #include <cstdlib>
 
 #include "platform/local_memory.h"

@@ -1,7 +1,7 @@
-// The sim's WinVerifyTrust: the verdict that a library file's record holds, with the state that
-// the verifying call opens and the closing call releases. A file that is not a library record
-// (the program's own executable, say) counts as an unsigned executable; a missing file gives the
-// file error as its status, as Wine does.
+// The sim's WinVerifyTrust: the verdict that a library file's record holds.
+// The verifying call opens a state that the closing call releases. A file that is not a library
+// record (the program's own executable, say) counts as an unsigned executable; a missing file
+// gives the file error as its status, as Wine does.
 #include <cstring>
 #include <memory>
 

@@ -4,9 +4,13 @@
 #pragma once
 
 #include <filesystem>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
 
 #include "platform/sim/library_files.h"
 #include "platform/sim/test_api.h"
@@ -18,6 +22,21 @@ namespace library_test {
 // The full path of a System32 library, as the loader reports it.
 inline std::string system32Path(const std::string& name) {
   return (sim::system32Dir() / name).string();
+}
+
+// The text of the exception of type E that `action` throws; any other outcome fails the test.
+template <class E, class F>
+std::string messageOf(F&& action) {
+  try {
+    action();
+  } catch (const E& e) {
+    return e.what();
+  } catch (const std::exception& e) {
+    ADD_FAILURE() << "another exception: " << e.what();
+    return {};
+  }
+  ADD_FAILURE() << "nothing was thrown";
+  return {};
 }
 
 class LibraryTest : public testing_support::SimTest {

@@ -35,9 +35,7 @@ const std::string kFile = std::string("The file ") + kPath;
 INSTANTIATE_TEST_SUITE_P(
     Rows, TrustVerdictTable,
     ::testing::Values(
-        VerdictRow{"Trusted", 0, 0, true, 0, ""},
-        // The last error after success does not matter.
-        VerdictRow{"TrustedWithStaleLastError", 0, 5, true, 0, ""},
+        VerdictRow{"Trusted", 0, 5, true, 0, ""},  // the last error does not count
         VerdictRow{"NoSignature", TRUST_E_NOSIGNATURE, code(TRUST_E_NOSIGNATURE), false,
                    code(TRUST_E_NOSIGNATURE), kFile + " is not signed."},
         VerdictRow{"NoSignatureOfUnknownForm", TRUST_E_NOSIGNATURE,
@@ -57,9 +55,7 @@ INSTANTIATE_TEST_SUITE_P(
         // A code that only the last-error table knows is an unknown status here.
         VerdictRow{"ProviderUnknownAsStatus", TRUST_E_PROVIDER_UNKNOWN,
                    code(TRUST_E_NOSIGNATURE), false, code(TRUST_E_PROVIDER_UNKNOWN),
-                   kFile + " is untrusted Error code -2146762751"},
-        VerdictRow{"PositiveUnknownStatus", 87, 0, false, 87,
-                   kFile + " is untrusted Error code 87"}),
+                   kFile + " is untrusted Error code -2146762751"}),
     [](const ::testing::TestParamInfo<VerdictRow>& info) { return info.param.name; });
 
 struct CloseRow {
