@@ -29,9 +29,9 @@ std::unique_ptr<logging::LoggerBase> makeLogger(const std::string& fileName) {
                                                         kRootSessionLogId, fileName, 0);
   } catch (const std::exception& e) {
     std::unique_ptr<logging::LoggerBase> logger = makeTerminalLogger();
-    logging::logError(*logger, 0,
-                      fmt::format("Failed to create file logger for filename: {} error: {}",
-                                  fileName, e.what()));
+    logging::logError(
+        *logger, 0,
+        fmt::format("Failed to create file logger for filename: {} error: {}", fileName, e.what()));
     return logger;
   }
 }

@@ -28,8 +28,8 @@ FileLoggerWindows::FileLoggerWindows(std::uint32_t category, std::int32_t logLev
   try {
     // Reads the value and calls onRotationTimeChanged on this thread before it returns.
     rotationNotifier = std::make_unique<RegistryChangeNotifier>(
-        kRotationKey, kRotationValueName,
-        [this](std::string text) { onRotationTimeChanged(text); }, createCategoryLogger(category));
+        kRotationKey, kRotationValueName, [this](std::string text) { onRotationTimeChanged(text); },
+        createCategoryLogger(category));
   } catch (const std::exception& e) {
     logError(*this, kUnexpectedFailure, e.what());
   }
@@ -54,8 +54,8 @@ FileLoggerWindows::~FileLoggerWindows() {
     rotationCondition.notify_all();
     rotationThread.join();
   } catch (const std::exception& e) {
-    logError(*this, kUnexpectedFailure, "Unexpected error occurred during logger cleanup:",
-             e.what());
+    logError(*this, kUnexpectedFailure,
+             "Unexpected error occurred during logger cleanup:", e.what());
   }
 }
 
@@ -87,7 +87,8 @@ void FileLoggerWindows::onRotationTimeChanged(const std::string& text) {
   const std::int64_t newTimeMs = *minutes * kMillisecondsPerMinute;
   if (newTimeMs == rotationTimeMs.load()) {
     if (logLevel >= DEBUG) {
-      log("New rotation time is (\"" + text + "\") mins which is the same as the last rotation time",
+      log("New rotation time is (\"" + text +
+              "\") mins which is the same as the last rotation time",
           DEBUG, defaultResultCode);
     }
     return;

@@ -27,9 +27,8 @@ class FileLoggerWindows : public FileLogger {
   // Opens the first file, reads the rotation time from the registry (a failure there is logged
   // and leaves rotation at `initialRotationTimeMs`; 0 or less is no rotation) and starts the
   // rotation thread. Throws std::system_error when that thread cannot be started.
-  FileLoggerWindows(std::uint32_t category, std::int32_t logLevel,
-                    const std::string& sessionLogId, const std::string& fileName,
-                    std::int64_t initialRotationTimeMs);
+  FileLoggerWindows(std::uint32_t category, std::int32_t logLevel, const std::string& sessionLogId,
+                    const std::string& fileName, std::int64_t initialRotationTimeMs);
   ~FileLoggerWindows() override;
 
   void writeMessage(const std::string& message, std::uint32_t fromCategory, LogLevel level,

@@ -30,8 +30,7 @@ void RegistryChangeNotifier::EventCloser::operator()(HANDLE event) const {
   platform::CloseHandle(event);
 }
 
-RegistryChangeNotifier::RegistryChangeNotifier(const std::string& key,
-                                               const std::string& valueName,
+RegistryChangeNotifier::RegistryChangeNotifier(const std::string& key, const std::string& valueName,
                                                UpdateCallback updateCallback,
                                                std::unique_ptr<logging::LoggerBase> logger)
     : key(key),
@@ -103,7 +102,8 @@ std::string RegistryChangeNotifier::readValue() const {
       platform::RegQueryValueExW(keyHandle.get(), utf8ToWide(valueName).c_str(), nullptr, &type,
                                  reinterpret_cast<LPBYTE>(buffer.data()), &size);
   if (status != ERROR_SUCCESS) {
-    throw std::runtime_error("Failed to query (" + std::to_string(static_cast<std::int32_t>(status)) +
+    throw std::runtime_error("Failed to query (" +
+                             std::to_string(static_cast<std::int32_t>(status)) +
                              ") registry value: " + valueName);
   }
   if (type != REG_SZ && type != REG_EXPAND_SZ) {
@@ -153,9 +153,9 @@ void RegistryChangeNotifier::run() {
     }
     const DWORD error = platform::GetLastError();
     if (logger->logLevel >= ERROR) {
-      logger->log(logger->formatter->format("Failed to wait for event:", key, "", "\\", "",
-                                            valueName),
-                  ERROR, static_cast<std::int32_t>(error));
+      logger->log(
+          logger->formatter->format("Failed to wait for event:", key, "", "\\", "", valueName),
+          ERROR, static_cast<std::int32_t>(error));
     }
     pauseAfterFailure();
   }

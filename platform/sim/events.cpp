@@ -16,8 +16,9 @@ HANDLE CreateEventW(LPSECURITY_ATTRIBUTES lpEventAttributes, BOOL bManualReset, 
     SetLastError(ERROR_INVALID_PARAMETER);
     return nullptr;
   }
-  return sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<sim::EventObject>(
-                                                        bManualReset != FALSE, bInitialState != FALSE));
+  return sim::insertHandle(
+      sim::HandleKind::Kernel,
+      std::make_shared<sim::EventObject>(bManualReset != FALSE, bInitialState != FALSE));
 }
 
 BOOL SetEvent(HANDLE hEvent) {

@@ -83,8 +83,8 @@ LSTATUS findOpenKey(const Tree& tree, HKEY key, OpenKey& found) {
 }
 
 HKEY insertKeyHandle(const sim::registry::Key& key) {
-  return static_cast<HKEY>(
-      sim::insertHandle(sim::HandleKind::RegistryKey, std::make_shared<KeyObject>(key.path, key.id)));
+  return static_cast<HKEY>(sim::insertHandle(sim::HandleKind::RegistryKey,
+                                             std::make_shared<KeyObject>(key.path, key.id)));
 }
 
 }  // namespace
@@ -191,8 +191,8 @@ LSTATUS RegSetValueExW(HKEY hKey, LPCWSTR lpValueName, DWORD Reserved, DWORD dwT
   if (const LSTATUS status = findOpenKey(tree, hKey, open); status != ERROR_SUCCESS) {
     return status;
   }
-  const std::string data = cbData == 0 ? std::string()
-                                       : std::string(reinterpret_cast<const char*>(lpData), cbData);
+  const std::string data =
+      cbData == 0 ? std::string() : std::string(reinterpret_cast<const char*>(lpData), cbData);
   tree.find(open.path)->setValue(sim::registry::Value{text(lpValueName), dwType, data});
   tree.save();
   return ERROR_SUCCESS;
@@ -236,8 +236,8 @@ LSTATUS RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey) {
   return ERROR_SUCCESS;
 }
 
-LSTATUS RegNotifyChangeKeyValue(HKEY hKey, BOOL bWatchSubtree, DWORD dwNotifyFilter,
-                                HANDLE hEvent, BOOL fAsynchronous) {
+LSTATUS RegNotifyChangeKeyValue(HKEY hKey, BOOL bWatchSubtree, DWORD dwNotifyFilter, HANDLE hEvent,
+                                BOOL fAsynchronous) {
   SIM_ENTER(RegNotifyChangeKeyValue, hKey, bWatchSubtree, dwNotifyFilter, hEvent, fAsynchronous);
   // Only the asynchronous form is simulated: nothing here blocks in this call.
   if (!fAsynchronous) {
@@ -255,10 +255,10 @@ LSTATUS RegNotifyChangeKeyValue(HKEY hKey, BOOL bWatchSubtree, DWORD dwNotifyFil
     return status;
   }
   const bool subtree = bWatchSubtree != FALSE;
-  sim::addRegistryWatch(sim::RegistryWatch{
-      hKey, machineDirectory, open.path, subtree, dwNotifyFilter,
-      sim::registry::readChangeMark(machineDirectory),
-      tree.fingerprint(open.path, subtree, dwNotifyFilter), std::move(event)});
+  sim::addRegistryWatch(
+      sim::RegistryWatch{hKey, machineDirectory, open.path, subtree, dwNotifyFilter,
+                         sim::registry::readChangeMark(machineDirectory),
+                         tree.fingerprint(open.path, subtree, dwNotifyFilter), std::move(event)});
   return ERROR_SUCCESS;
 }
 

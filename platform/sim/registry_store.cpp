@@ -141,8 +141,8 @@ Tree Tree::load(const fs::path& machineDirectory) {
   for (const Json::Value& stored : document["keys"]) {
     Key key{stored["id"].asUInt64(), stored["path"].asString(), {}};
     for (const Json::Value& value : stored["values"]) {
-      key.values.push_back(
-          Value{value["name"].asString(), value["type"].asUInt(), fromHex(value["data"].asString())});
+      key.values.push_back(Value{value["name"].asString(), value["type"].asUInt(),
+                                 fromHex(value["data"].asString())});
     }
     tree.byFoldedPath[fold(key.path)] = std::move(key);
   }

@@ -51,9 +51,10 @@ class Watcher {
 
   void cancel(const void* keyHandle) {
     std::lock_guard<std::mutex> lock(mutex);
-    watches.erase(std::remove_if(watches.begin(), watches.end(),
-                                 [&](const Entry& entry) { return entry.watch.keyHandle == keyHandle; }),
-                  watches.end());
+    watches.erase(
+        std::remove_if(watches.begin(), watches.end(),
+                       [&](const Entry& entry) { return entry.watch.keyHandle == keyHandle; }),
+        watches.end());
   }
 
  private:
@@ -91,8 +92,9 @@ class Watcher {
       const RegistryWatch& watch = entry.watch;
       auto mark = marks.find(watch.machineDirectory);
       if (mark == marks.end()) {
-        mark = marks.emplace(watch.machineDirectory, registry::readChangeMark(watch.machineDirectory))
-                   .first;
+        mark =
+            marks.emplace(watch.machineDirectory, registry::readChangeMark(watch.machineDirectory))
+                .first;
       }
       if (mark->second == watch.changeMark) {
         continue;
@@ -120,8 +122,9 @@ class Watcher {
   // Signals and drops the watches that fired; the others remember the mark they were checked at.
   void apply(const std::vector<Finding>& findings) {
     for (const Finding& finding : findings) {
-      const auto it = std::find_if(watches.begin(), watches.end(),
-                                   [&](const Entry& entry) { return entry.serial == finding.serial; });
+      const auto it = std::find_if(watches.begin(), watches.end(), [&](const Entry& entry) {
+        return entry.serial == finding.serial;
+      });
       if (it == watches.end()) {
         continue;  // cancelled meanwhile
       }

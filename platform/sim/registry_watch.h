@@ -14,7 +14,7 @@
 namespace sim {
 
 struct RegistryWatch {
-  const void* keyHandle;                 // the handle the watch was made on; closing it ends it
+  const void* keyHandle;                   // the handle the watch was made on; closing it ends it
   std::filesystem::path machineDirectory;  // fixed when watching starts: the thread never asks
                                            // the environment, which tests change
   std::string keyPath;

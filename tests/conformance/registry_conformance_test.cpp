@@ -25,10 +25,10 @@ class RegistryConformance : public ::testing::Test {
  protected:
   void SetUp() override {
     removeTestKeys();
-    ASSERT_EQ(platform::RegCreateKeyExW(HKEY_CURRENT_USER, kTestKey, 0, nullptr,
-                                        REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key,
-                                        nullptr),
-              0);
+    ASSERT_EQ(
+        platform::RegCreateKeyExW(HKEY_CURRENT_USER, kTestKey, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                  KEY_ALL_ACCESS, nullptr, &key, nullptr),
+        0);
   }
 
   void TearDown() override {
@@ -81,9 +81,8 @@ TEST_P(RegistryValueConformance, TypeAndBytesReadBackWithTheirSize) {
 
   std::vector<BYTE> buffer(512, 0xAB);
   size = static_cast<DWORD>(buffer.size());
-  ASSERT_EQ(platform::RegQueryValueExW(key, PLATFORM_WIDE("v"), nullptr, &type, buffer.data(),
-                                       &size),
-            0)
+  ASSERT_EQ(
+      platform::RegQueryValueExW(key, PLATFORM_WIDE("v"), nullptr, &type, buffer.data(), &size), 0)
       << "value names ignore case";
   EXPECT_EQ(size, value.data.size());
   EXPECT_EQ(std::vector<BYTE>(buffer.begin(), buffer.begin() + size), value.data);
@@ -115,9 +114,9 @@ TEST_F(RegistryConformance, ShortBufferGivesMoreDataAndTheSizeNeeded) {
   std::vector<BYTE> buffer(512);
   DWORD type = REG_SZ;
   DWORD size = static_cast<DWORD>(buffer.size());
-  EXPECT_EQ(platform::RegQueryValueExW(key, PLATFORM_WIDE("Long"), nullptr, &type, buffer.data(),
-                                       &size),
-            static_cast<LSTATUS>(ERROR_MORE_DATA));
+  EXPECT_EQ(
+      platform::RegQueryValueExW(key, PLATFORM_WIDE("Long"), nullptr, &type, buffer.data(), &size),
+      static_cast<LSTATUS>(ERROR_MORE_DATA));
   EXPECT_EQ(size, data.size());
 }
 
@@ -126,17 +125,18 @@ TEST_F(RegistryConformance, HandleOfADeletedKeyGivesKeyDeleted) {
   ASSERT_EQ(platform::RegOpenKeyExW(HKEY_CURRENT_USER, kTestKey, 0, KEY_READ, &opened), 0);
   ASSERT_EQ(platform::RegDeleteKeyW(HKEY_CURRENT_USER, kTestKey), 0);
   DWORD size = 0;
-  EXPECT_EQ(platform::RegQueryValueExW(opened, PLATFORM_WIDE("V"), nullptr, nullptr, nullptr, &size),
-            static_cast<LSTATUS>(ERROR_KEY_DELETED));
+  EXPECT_EQ(
+      platform::RegQueryValueExW(opened, PLATFORM_WIDE("V"), nullptr, nullptr, nullptr, &size),
+      static_cast<LSTATUS>(ERROR_KEY_DELETED));
   EXPECT_EQ(platform::RegCloseKey(opened), 0);
 }
 
 TEST_F(RegistryConformance, KeyWithSubkeysIsNotDeleted) {
   HKEY sub = nullptr;
-  ASSERT_EQ(platform::RegCreateKeyExW(HKEY_CURRENT_USER, kSubKey, 0, nullptr,
-                                      REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &sub,
-                                      nullptr),
-            0);
+  ASSERT_EQ(
+      platform::RegCreateKeyExW(HKEY_CURRENT_USER, kSubKey, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                KEY_ALL_ACCESS, nullptr, &sub, nullptr),
+      0);
   platform::RegCloseKey(sub);
   EXPECT_EQ(platform::RegDeleteKeyW(HKEY_CURRENT_USER, kTestKey),
             static_cast<LSTATUS>(ERROR_ACCESS_DENIED));
@@ -161,10 +161,10 @@ TEST_F(RegistryConformance, ChangeInASubkeySignalsAWatchOnTheSubtree) {
   ASSERT_NE(event, nullptr);
   watch(event);
   HKEY sub = nullptr;
-  ASSERT_EQ(platform::RegCreateKeyExW(HKEY_CURRENT_USER, kSubKey, 0, nullptr,
-                                      REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &sub,
-                                      nullptr),
-            0);
+  ASSERT_EQ(
+      platform::RegCreateKeyExW(HKEY_CURRENT_USER, kSubKey, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                KEY_ALL_ACCESS, nullptr, &sub, nullptr),
+      0);
   EXPECT_EQ(waitFor(event, 5000), WAIT_OBJECT_0) << "a new subkey is a change of names";
   watch(event);
   ASSERT_EQ(set(sub, PLATFORM_WIDE("W"), REG_DWORD, {1, 0, 0, 0}), 0);

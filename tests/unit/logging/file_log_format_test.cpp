@@ -1,6 +1,7 @@
 // The fixed-column line, the header and the time texts of the log files.
 #include "logging/file_log_format.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -37,9 +38,10 @@ TEST_P(FileLogLineTest, ColumnsKeepTheirWidthsAndWideValuesPushTheRest) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, FileLogLineTest,
     ::testing::Values(
-        LineCase{"Ordinary", 4312, 1532, 0, 0, "Got action save",
-                 "[4312  ] 2024-03-05T07:09:02.041Z 1532     "
-                 "00000000-0000-0000-0000-000000000000 0     <INFO>     0           Got action save"},
+        LineCase{
+            "Ordinary", 4312, 1532, 0, 0, "Got action save",
+            "[4312  ] 2024-03-05T07:09:02.041Z 1532     "
+            "00000000-0000-0000-0000-000000000000 0     <INFO>     0           Got action save"},
         LineCase{"NegativeElapsedKeepsItsSign", 7, -25, 0, 0, "m",
                  "[7     ] 2024-03-05T07:09:02.041Z -25      "
                  "00000000-0000-0000-0000-000000000000 0     <INFO>     0           m"},
@@ -63,6 +65,15 @@ INSTANTIATE_TEST_SUITE_P(
                  "00000000-0000-0000-0000-000000000000 0     <INFO>     0           a\nb"}),
     [](const ::testing::TestParamInfo<LineCase>& info) { return std::string(info.param.name); });
 
+TEST(FileLogFormatTest, NonAsciiColumnsArePaddedByCodePointsAsFmtDoes) {
+  // fmt counts a column in code points, an East Asian wide one as two.
+  for (const std::string session : {"\xC3\xA9t\xC3\xA9", "\xE6\x97\xA5\xE6\x9C\xAC"}) {
+    EXPECT_EQ(formatFileLogLine(42, kTime, 7, session, 3, "<DEBUG>", -1, "m"),
+              fmt::format("[{:<{}}] {:<{}} {:<{}d} {:<{}} {:<{}d} {:<{}} {:<{}d} {:<}", 42, 6,
+                          kTime, 24, 7, 8, session, 36, 3, 5, "<DEBUG>", 10, -1, 11, "m"));
+  }
+}
+
 TEST(FileLogFormatTest, HeaderLinesUpWithTheColumns) {
   EXPECT_EQ(fileLogHeader(),
             "Thread   Time                     Elapsed  Session Log Id                       "
@@ -84,6 +95,7 @@ TEST(FileLogFormatTest, TimeTextsAreUtcWithTruncatedMilliseconds) {
   const std::int64_t ticks = 17096225420419999;  // 2024-03-05 07:09:02.0419999 UTC
   EXPECT_EQ(lineTimeText(ticks), "2024-03-05T07:09:02.041Z");
   EXPECT_EQ(fileNameTimeText(ticks), "2024_03_05T07_09_02_041Z");
+  EXPECT_EQ(lineTimeText(ticks + 1230000), "2024-03-05T07:09:02.164Z") << "same second, later";
   const std::int64_t endOfCentury = 9466847999999999;  // 1999-12-31 23:59:59.9999999 UTC
   EXPECT_EQ(lineTimeText(endOfCentury), "1999-12-31T23:59:59.999Z");
 }

@@ -21,8 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 using testing_support::eventually;
 using testing_support::filesIn;
-using testing_support::LogLine;
 using testing_support::linesOf;
+using testing_support::LogLine;
 using testing_support::parseLogLine;
 using velmo::logging::FileLoggerWindows;
 using namespace velmo::logging;

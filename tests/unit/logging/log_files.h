@@ -2,8 +2,8 @@
 #pragma once
 
 #include <algorithm>
-#include <filesystem>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <regex>
@@ -62,7 +62,7 @@ inline std::optional<LogLine> parseLogLine(const std::string& line) {
     return std::nullopt;
   }
   return LogLine{static_cast<std::uint32_t>(std::stoul(m[1])), m[2], std::stoll(m[3]), m[4],
-                 static_cast<std::uint32_t>(std::stoul(m[5])), m[6], std::stoi(m[7]), m[8]};
+                 static_cast<std::uint32_t>(std::stoul(m[5])), m[6], std::stoi(m[7]),  m[8]};
 }
 
 }  // namespace testing_support

@@ -161,21 +161,23 @@ std::string repeated(const std::string& piece, int times) {
 
 INSTANTIATE_TEST_SUITE_P(
     Values, NotifierDeliversTest,
-    ::testing::Values(
-        DeliveryCase{"String", REG_SZ, registryStringBytes("12"), "12"},
-        DeliveryCase{"ExpandStringIsNotExpanded", REG_EXPAND_SZ, registryStringBytes("%TEMP%"),
-                     "%TEMP%"},
-        DeliveryCase{"EmptyStringHasTwoBytes", REG_SZ, registryStringBytes(""), ""},
-        DeliveryCase{"LongestThatFits", REG_SZ, registryStringBytes(std::string(255, 'z')),
-                     std::string(255, 'z')},
-        // 256 units of U+7979 and no terminator: the whole buffer is the text.
-        DeliveryCase{"FullBufferWithoutTerminator", REG_SZ, std::string(512, 'y'),
-                     repeated("\xE7\xA5\xB9", 256)},
-        DeliveryCase{"UpToTheFirstZeroUnit", REG_SZ,
-                     registryStringBytes("ab") + registryStringBytes("cd"), "ab"},
-        DeliveryCase{"NonAscii", REG_SZ, registryStringBytes("\xC3\xA9t\xC3\xA9"),
-                     "\xC3\xA9t\xC3\xA9"}),
-    [](const ::testing::TestParamInfo<DeliveryCase>& info) { return std::string(info.param.name); });
+    ::testing::Values(DeliveryCase{"String", REG_SZ, registryStringBytes("12"), "12"},
+                      DeliveryCase{"ExpandStringIsNotExpanded", REG_EXPAND_SZ,
+                                   registryStringBytes("%TEMP%"), "%TEMP%"},
+                      DeliveryCase{"EmptyStringHasTwoBytes", REG_SZ, registryStringBytes(""), ""},
+                      DeliveryCase{"LongestThatFits", REG_SZ,
+                                   registryStringBytes(std::string(255, 'z')),
+                                   std::string(255, 'z')},
+                      // 256 units of U+7979 and no terminator: the whole buffer is the text.
+                      DeliveryCase{"FullBufferWithoutTerminator", REG_SZ, std::string(512, 'y'),
+                                   repeated("\xE7\xA5\xB9", 256)},
+                      DeliveryCase{"UpToTheFirstZeroUnit", REG_SZ,
+                                   registryStringBytes("ab") + registryStringBytes("cd"), "ab"},
+                      DeliveryCase{"NonAscii", REG_SZ, registryStringBytes("\xC3\xA9t\xC3\xA9"),
+                                   "\xC3\xA9t\xC3\xA9"}),
+    [](const ::testing::TestParamInfo<DeliveryCase>& info) {
+      return std::string(info.param.name);
+    });
 
 TEST_F(NotifierTest, ChangesUnderTheKeyAreDeliveredOnTheWorker) {
   setRegistryString(kKey, kValue, "1");
@@ -195,8 +197,7 @@ TEST_F(NotifierTest, DeletedValueIsLoggedAndTheLastTextStays) {
   ASSERT_TRUE(eventually(subscribed));
   testing_support::deleteRegistryValue(kKey, kValue);
   ASSERT_TRUE(eventually([&] {
-    return failuresLogged("Failed to query (2) registry value: Setting", -500) == 1 &&
-           subscribed();
+    return failuresLogged("Failed to query (2) registry value: Setting", -500) == 1 && subscribed();
   }));
   setRegistryString(kKey, kValue, "3");
   ASSERT_TRUE(eventually([&] { return deliveries().size() == 2; }));
@@ -207,10 +208,9 @@ TEST_F(NotifierTest, DeletedValueIsLoggedAndTheLastTextStays) {
 
 TEST_F(NotifierTest, StopsWhileSubscribingKeepsFailing) {
   setRegistryString(kKey, kValue, "1");
-  sim::test::setHook(&platform::RegNotifyChangeKeyValue, "RegNotifyChangeKeyValue",
-                     [](HKEY, BOOL, DWORD, HANDLE, BOOL) -> std::optional<LSTATUS> {
-                       return ERROR_KEY_DELETED;
-                     });
+  sim::test::setHook(
+      &platform::RegNotifyChangeKeyValue, "RegNotifyChangeKeyValue",
+      [](HKEY, BOOL, DWORD, HANDLE, BOOL) -> std::optional<LSTATUS> { return ERROR_KEY_DELETED; });
   // The pause between attempts ends at once, so the loop goes round quickly.
   sim::test::setHook(&platform::WaitForMultipleObjects, "WaitForMultipleObjects",
                      [](DWORD count, const HANDLE*, BOOL, DWORD) -> std::optional<DWORD> {

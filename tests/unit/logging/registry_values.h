@@ -14,16 +14,17 @@ namespace testing_support {
 // The bytes of a string value as the registry stores it: UTF-16 with its terminator.
 inline std::string registryStringBytes(const std::string& text) {
   const platform::WideString wide = velmo::utf8ToWide(text);
-  return std::string(reinterpret_cast<const char*>(wide.c_str()), (wide.size() + 1) * sizeof(WCHAR));
+  return std::string(reinterpret_cast<const char*>(wide.c_str()),
+                     (wide.size() + 1) * sizeof(WCHAR));
 }
 
 inline void setRegistryValue(const std::string& key, const std::string& name, DWORD type,
                              const std::string& bytes) {
   HKEY handle = nullptr;
-  ASSERT_EQ(platform::RegCreateKeyExW(HKEY_LOCAL_MACHINE, velmo::utf8ToWide(key).c_str(), 0,
-                                      nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
-                                      &handle, nullptr),
-            0);
+  ASSERT_EQ(
+      platform::RegCreateKeyExW(HKEY_LOCAL_MACHINE, velmo::utf8ToWide(key).c_str(), 0, nullptr,
+                                REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &handle, nullptr),
+      0);
   EXPECT_EQ(platform::RegSetValueExW(handle, velmo::utf8ToWide(name).c_str(), 0, type,
                                      reinterpret_cast<const BYTE*>(bytes.data()),
                                      static_cast<DWORD>(bytes.size())),

@@ -25,9 +25,9 @@ INSTANTIATE_TEST_SUITE_P(
                       MinutesCase{"-3", -3}, MinutesCase{"-3.9", -3}, MinutesCase{"12abc", 12},
                       MinutesCase{"  7", 7}, MinutesCase{"1e2", 100}, MinutesCase{"0x10", 16},
                       MinutesCase{"2147483647", 2147483647},
-                      MinutesCase{"-2147483648", -2147483647 - 1},
-                      MinutesCase{"abc", std::nullopt}, MinutesCase{"", std::nullopt},
-                      MinutesCase{"1e400", std::nullopt}, MinutesCase{"2147483648", std::nullopt},
-                      MinutesCase{"nan", std::nullopt}, MinutesCase{"inf", std::nullopt}));
+                      MinutesCase{"-2147483648", -2147483647 - 1}, MinutesCase{"abc", std::nullopt},
+                      MinutesCase{"", std::nullopt}, MinutesCase{"1e400", std::nullopt},
+                      MinutesCase{"2147483648", std::nullopt}, MinutesCase{"nan", std::nullopt},
+                      MinutesCase{"inf", std::nullopt}));
 
 }  // namespace

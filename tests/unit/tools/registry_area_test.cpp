@@ -35,10 +35,9 @@ struct Read {
 
 Read query(const std::string& key, const std::string& name) {
   HKEY handle = nullptr;
-  Read read{platform::RegOpenKeyExW(HKEY_LOCAL_MACHINE, velmo::utf8ToWide(key).c_str(), 0,
-                                    KEY_READ, &handle),
-            0,
-            std::vector<BYTE>(64)};
+  Read read{platform::RegOpenKeyExW(HKEY_LOCAL_MACHINE, velmo::utf8ToWide(key).c_str(), 0, KEY_READ,
+                                    &handle),
+            0, std::vector<BYTE>(64)};
   if (read.status != 0) {
     return read;
   }
