@@ -16,7 +16,12 @@ using velmo::logging::logAt;
 using velmo::logging::logError;
 
 WindowsScreenBlanker::WindowsScreenBlanker(std::unique_ptr<velmo::logging::LoggerBase> logger,
-                                           const std::string& inputDocument) {
+                                           const std::string& inputDocument)
+    : WindowsScreenBlanker(std::move(logger), inputDocument, false) {}
+
+WindowsScreenBlanker::WindowsScreenBlanker(std::unique_ptr<velmo::logging::LoggerBase> logger,
+                                           const std::string& inputDocument,
+                                           bool offerPowerMethod) {
   if (!logger) {
     throw std::invalid_argument("windows screen blanker requires a valid logger");
   }
@@ -31,6 +36,10 @@ WindowsScreenBlanker::WindowsScreenBlanker(std::unique_ptr<velmo::logging::Logge
       this->logger->log(fmt::format("failed to load dxva2 library: {}", e.what()), DEBUG,
                         this->logger->defaultResultCode);
     }
+  }
+  // Monitor power blanking acts only through the library: without it the method is never offered.
+  if (offerPowerMethod && dxva2Library) {
+    supportedMethods.fetch_or(DPMSBlanking);
   }
   loadDisplayStates(inputDocument);
 

@@ -43,6 +43,14 @@ class WindowsScreenBlanker : public IOSScreenBlanker {
   static constexpr std::chrono::seconds kSavedStateLimit{4};
 
  private:
+  // Tests reach the monitor power method through this class, which only the tests define.
+  friend class WindowsScreenBlankerTestAccess;
+
+  // As the public constructor; with `offerPowerMethod` DPMSBlanking joins supportedMethods, but
+  // only when the Monitor Configuration library was loaded. The program never asks for it.
+  WindowsScreenBlanker(std::unique_ptr<velmo::logging::LoggerBase> logger,
+                       const std::string& inputDocument, bool offerPowerMethod);
+
   void blankingProc(std::promise<void> started);
   bool loadDisplayStates(const std::string& document);
 
@@ -51,6 +59,15 @@ class WindowsScreenBlanker : public IOSScreenBlanker {
   bool saveDPMSStates();
   bool blankDPMS();
   bool restoreDPMS();
+
+  // The inventory of physical monitors: rebuilds physicalMonitors, one record per physical
+  // monitor of every display monitor, with their power states when `readPowerInfo` is set.
+  bool enumeratePhysicalMonitors(bool readPowerInfo);
+  // Appends the records of one display monitor; FALSE stops the enumeration.
+  BOOL addPhysicalMonitors(HMONITOR monitor, HDC deviceContext, LPRECT rectangle);
+  // The enumeration callback; its LPARAM is the blanker.
+  static BOOL CALLBACK monitorEnumProc(HMONITOR monitor, HDC deviceContext, LPRECT rectangle,
+                                       LPARAM blanker);
 
   std::unique_ptr<velmo::logging::LoggerBase> logger;
   std::unique_ptr<velmo::Dxva2Library> dxva2Library;  // null when dxva2.dll was not accepted

@@ -1,0 +1,42 @@
+// The choice of a monitor's normal and blanking power states (VCP code D6) from its readings and
+// from the D6 entry of its MCCS capabilities string. Pure functions: no monitor is asked here.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "logging/logger.h"
+
+namespace velmo {
+namespace power {
+
+// The MCCS power mode control: 1 is on, 4 is off.
+constexpr std::uint8_t kPowerModeVcpCode = 0xD6;
+constexpr std::uint32_t kLowestPowerState = 1;
+constexpr std::uint32_t kHighestPowerState = 4;
+// What stands when a monitor's readings cannot be used.
+constexpr std::uint32_t kDefaultInitialPowerState = 1;
+constexpr std::uint32_t kDefaultBlankingPowerState = 4;
+
+struct PowerStates {
+  std::uint32_t initialBlankingState;
+  std::uint32_t blankingState;
+};
+
+// Readings outside 1..4 give the defaults 1 and 4; otherwise the smaller value is the normal
+// state and the larger the blanking state.
+PowerStates normalisePowerStates(std::uint32_t current, std::uint32_t maximum);
+
+// The blanking state that the first D6 entry of `capabilities` declares: its highest value of at
+// most 4. Without such an entry, or when it lists no value from 1 to 4, gives `fallback`. Logs
+// what it found at DEBUG.
+std::uint32_t chooseBlankingState(const std::string& capabilities, std::uint32_t fallback,
+                                  logging::LoggerBase& logger);
+
+// A run of hexadecimal digits as an unsigned 32-bit number; none when the value does not fit,
+// whatever the width of unsigned long on the platform.
+std::optional<std::uint32_t> parseHexToken(const std::string& token);
+
+}  // namespace power
+}  // namespace velmo
