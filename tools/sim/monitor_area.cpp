@@ -1,0 +1,316 @@
+// kestrine-sim's monitor commands. Arguments are checked before the machine is read; what depends
+// on the stored record (which physical monitor) is checked inside the change, which throws before
+// anything is written.
+#include "tools/sim/monitor_area.h"
+
+#include <algorithm>
+#include <cctype>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/sim/display_faults.h"
+#include "platform/sim/display_monitors.h"
+#include "platform/sim/display_state.h"
+#include "platform/sim/monitor_state.h"
+#include "platform/sim/utf.h"
+
+namespace simtool {
+namespace {
+
+constexpr unsigned long kMaximumPhysicalMonitors = 8;
+constexpr std::size_t kMaximumCapabilitiesBytes = 32767;
+constexpr const char* kDevicePrefix = "\\\\.\\";
+
+// `monitor NAME[:N]`: a display, and one of its physical monitors (1-based) when N is given.
+struct Target {
+  std::string display;
+  std::size_t displayNumber = 0;  // 1-based place in the display list
+  std::optional<std::size_t> physical;
+};
+
+bool sameText(const std::string& a, const std::string& b) {
+  return a.size() == b.size() &&
+         std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return std::toupper(static_cast<unsigned char>(x)) ==
+                  std::toupper(static_cast<unsigned char>(y));
+         });
+}
+
+unsigned long number(const std::string& text, unsigned long maximum, const std::string& what) {
+  if (const std::optional<unsigned long> value = sim::parseDisplayNumber(text, maximum)) {
+    return *value;
+  }
+  throw UsageError(what + " must be a number from 0 to " + std::to_string(maximum) + ", not '" +
+                   text + "'");
+}
+
+// NAME is \\.\DISPLAY1, DISPLAY1 or 1, matched without regard to case.
+Target parseTarget(const std::string& given) {
+  const std::size_t colon = given.rfind(':');
+  const std::string name = given.substr(0, colon);
+  Target target;
+  if (colon != std::string::npos) {
+    const unsigned long physical = number(given.substr(colon + 1), kMaximumPhysicalMonitors, ":N");
+    if (physical == 0) {
+      throw UsageError("physical monitors are counted from 1: " + given);
+    }
+    target.physical = physical;
+  }
+  const bool digits = !name.empty() && name.find_first_not_of("0123456789") == std::string::npos;
+  const std::string full = digits ? std::string(kDevicePrefix) + "DISPLAY" + name
+                           : name.compare(0, 4, kDevicePrefix) == 0 ? name
+                                                                    : kDevicePrefix + name;
+  const std::vector<std::string> names = sim::displayNames();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (sameText(names[i], full)) {
+      target.display = names[i];
+      target.displayNumber = i + 1;
+      return target;
+    }
+  }
+  throw UsageError("unknown display: " + name);
+}
+
+sim::SimPhysicalMonitor& physicalOf(const Target& target, sim::SimMonitor& monitor) {
+  const std::size_t index = target.physical.value_or(1);
+  if (index > monitor.physical.size()) {
+    throw UsageError(target.display + " has " + std::to_string(monitor.physical.size()) +
+                     " physical monitor(s), no " + std::to_string(index));
+  }
+  return monitor.physical[index - 1];
+}
+
+using Change = std::function<void(sim::SimMonitor&)>;
+
+// A change of the target's physical monitor.
+Change onPhysical(const Target& target, std::function<void(sim::SimPhysicalMonitor&)> edit) {
+  return [target, edit](sim::SimMonitor& monitor) { edit(physicalOf(target, monitor)); };
+}
+
+void expectValues(const std::string& verb, const std::vector<std::string>& values,
+                  std::size_t least, std::size_t most) {
+  if (values.size() < least || values.size() > most) {
+    throw UsageError("wrong number of values for monitor " + verb);
+  }
+}
+
+Change countChange(const Target& target, const std::vector<std::string>& values) {
+  expectValues("count", values, 1, 1);
+  if (target.physical) {
+    throw UsageError("count belongs to the display: name it without :N");
+  }
+  const std::size_t count = number(values[0], kMaximumPhysicalMonitors, "count");
+  return [target, count](sim::SimMonitor& monitor) {
+    while (monitor.physical.size() > count) {
+      monitor.physical.pop_back();
+    }
+    while (monitor.physical.size() < count) {
+      sim::SimPhysicalMonitor added = sim::defaultPhysicalMonitor(target.displayNumber);
+      added.description += "-" + std::to_string(monitor.physical.size() + 1);
+      monitor.physical.push_back(added);
+    }
+  };
+}
+
+// The faults of the display or of its physical monitor, whichever the fault word belongs to.
+sim::MonitorFaults& faultsFor(const Target& target, const sim::MonitorFaultKind& kind,
+                              sim::SimMonitor& monitor) {
+  return kind.scope == sim::MonitorFaultScope::Display ? monitor.faults
+                                                      : physicalOf(target, monitor).faults;
+}
+
+const sim::MonitorFaultKind& faultKind(const Target& target, const std::string& word) {
+  const sim::MonitorFaultKind* kind = sim::findMonitorFault(word);
+  if (!kind) {
+    std::string known;
+    for (const sim::MonitorFaultKind& k : sim::monitorFaultKinds()) {
+      known += std::string(known.empty() ? "" : ", ") + k.word;
+    }
+    throw UsageError("unknown monitor fault: " + word + " (use " + known + ")");
+  }
+  if (kind->scope == sim::MonitorFaultScope::Display && target.physical) {
+    throw UsageError("the " + word + " fault belongs to the display: name it without :N");
+  }
+  return *kind;
+}
+
+Change faultChange(const Target& target, const std::vector<std::string>& values) {
+  expectValues("fault", values, 1, 2);
+  if (values[0] == "clear") {
+    if (values.size() == 1) {
+      return [target](sim::SimMonitor& monitor) {
+        monitor.faults.clear();
+        for (sim::SimPhysicalMonitor& physical : monitor.physical) {
+          physical.faults.clear();
+        }
+      };
+    }
+    const sim::MonitorFaultKind& kind = faultKind(target, values[1]);
+    return [target, &kind](sim::SimMonitor& monitor) {
+      faultsFor(target, kind, monitor).erase(kind.word);
+    };
+  }
+  const sim::MonitorFaultKind& kind = faultKind(target, values[0]);
+  const auto code = static_cast<DWORD>(values.size() == 2 ? number(values[1], 0xFFFFFFFFul, "CODE")
+                                                          : sim::kDefaultMonitorFaultCode);
+  return [target, &kind, code](sim::SimMonitor& monitor) {
+    faultsFor(target, kind, monitor)[kind.word] = code;
+  };
+}
+
+Change textChange(const Target& target, const std::string& verb,
+                  const std::vector<std::string>& values) {
+  expectValues(verb, values, 1, 1);
+  const std::string text = values[0];
+  if (verb == "caps") {
+    if (text.size() > kMaximumCapabilitiesBytes) {
+      throw UsageError("caps takes at most " + std::to_string(kMaximumCapabilitiesBytes) +
+                       " bytes");
+    }
+    return onPhysical(target, [text](sim::SimPhysicalMonitor& m) { m.capabilities = text; });
+  }
+  const std::size_t units =
+      sim::utf8ToUtf16(reinterpret_cast<const unsigned char*>(text.data()), text.size()).size();
+  if (units > sim::kMaximumDescriptionUnits) {
+    throw UsageError("description takes at most " +
+                     std::to_string(sim::kMaximumDescriptionUnits) + " UTF-16 units");
+  }
+  return onPhysical(target, [text](sim::SimPhysicalMonitor& m) { m.description = text; });
+}
+
+Change changeFor(const Target& target, const std::string& verb,
+                 const std::vector<std::string>& values) {
+  if (verb == "value" || verb == "maximum") {
+    expectValues(verb, values, 1, 1);
+    const auto value = static_cast<DWORD>(number(values[0], 0xFFFFFFFFul, verb));
+    const bool current = verb == "value";
+    return onPhysical(target, [value, current](sim::SimPhysicalMonitor& m) {
+      (current ? m.powerMode : m.powerModeMaximum) = value;
+    });
+  }
+  if (verb == "caps" || verb == "description") {
+    return textChange(target, verb, values);
+  }
+  if (verb == "sticks") {
+    expectValues(verb, values, 1, 1);
+    if (values[0] != "yes" && values[0] != "no") {
+      throw UsageError("sticks takes yes or no, not '" + values[0] + "'");
+    }
+    const bool sticks = values[0] == "yes";
+    return onPhysical(target, [sticks](sim::SimPhysicalMonitor& m) { m.setSticks = sticks; });
+  }
+  if (verb == "count") {
+    return countChange(target, values);
+  }
+  if (verb == "fault") {
+    return faultChange(target, values);
+  }
+  throw UsageError("unknown monitor command: " + verb);
+}
+
+std::string faultText(const sim::MonitorFaults& faults) {
+  std::string text;
+  for (const auto& [word, code] : faults) {
+    text += (text.empty() ? "" : ", ") + word + " " + std::to_string(code);
+  }
+  return text.empty() ? "none" : text;
+}
+
+Json::Value faultsJson(const sim::MonitorFaults& faults) {
+  Json::Value value(Json::objectValue);
+  for (const auto& [word, code] : faults) {
+    value[word] = Json::UInt(code);
+  }
+  return value;
+}
+
+bool isDisplayMonitor(const std::string& display) {
+  const std::optional<sim::SimDisplay> stored = sim::loadDisplay(display);
+  return stored && sim::isDisplayMonitor(*stored);
+}
+
+class MonitorArea : public SimArea {
+ public:
+  std::string command() const override { return "monitor"; }
+
+  std::string usage() const override {
+    return "       kestrine-sim monitor list                   each physical monitor with its D6 value\n"
+           "       kestrine-sim monitor NAME[:N] value V       D6 (power mode) now: 1 on, 4 off\n"
+           "       kestrine-sim monitor NAME[:N] maximum V     the maximum D6 value it reports\n"
+           "       kestrine-sim monitor NAME[:N] caps TEXT     its MCCS capabilities string\n"
+           "       kestrine-sim monitor NAME[:N] description TEXT\n"
+           "       kestrine-sim monitor NAME[:N] sticks yes|no whether a written D6 value is taken\n"
+           "       kestrine-sim monitor NAME count N           physical monitors behind the display (0 to 8)\n"
+           "       kestrine-sim monitor NAME[:N] fault count|list|get|set|caps-length|caps [CODE]\n"
+           "       kestrine-sim monitor NAME[:N] fault clear [FAULT]   clear one fault, or all\n"
+           "         NAME is a display (\\\\.\\DISPLAY1, DISPLAY1 or 1); N picks its physical\n"
+           "         monitor, from 1 (default 1). count and list are the display's own faults.\n"
+           "         A fault's CODE is the call's last error (default 0xC0262582).\n";
+  }
+
+  int run(const std::vector<std::string>& args, std::ostream& out) override {
+    if (args.size() == 1 && args[0] == "list") {
+      show(out, {});
+      return 0;
+    }
+    if (args.size() < 2) {
+      throw UsageError("monitor needs list, or a NAME and a command");
+    }
+    const Target target = parseTarget(args[0]);
+    const Change change =
+        changeFor(target, args[1], std::vector<std::string>(args.begin() + 2, args.end()));
+    if (!sim::updateMonitor(target.display, change)) {
+      throw std::runtime_error("display " + target.display + " went away");
+    }
+    return 0;
+  }
+
+  void show(std::ostream& out, const std::map<std::string, std::string>& options) override {
+    (void)options;
+    const std::vector<sim::SimMonitor> monitors = sim::loadMonitors();
+    out << "Monitors (DDC/CI): " << monitors.size() << " display(s)\n";
+    for (const sim::SimMonitor& monitor : monitors) {
+      out << "  " << monitor.display << "  " << monitor.physical.size() << " physical"
+          << (isDisplayMonitor(monitor.display) ? "" : ", not a display monitor now")
+          << "  faults: " << faultText(monitor.faults) << "\n";
+      for (std::size_t i = 0; i < monitor.physical.size(); ++i) {
+        const sim::SimPhysicalMonitor& p = monitor.physical[i];
+        out << "    " << i + 1 << ": \"" << p.description << "\"  D6 " << p.powerMode
+            << " (maximum " << p.powerModeMaximum << ")  sets "
+            << (p.setSticks ? "stick" : "do not stick") << "  faults: " << faultText(p.faults)
+            << "\n       caps " << (p.capabilities.empty() ? "(empty)" : p.capabilities) << "\n";
+      }
+    }
+  }
+
+  Json::Value showJson() override {
+    Json::Value list(Json::arrayValue);
+    for (const sim::SimMonitor& monitor : sim::loadMonitors()) {
+      Json::Value entry;
+      entry["display"] = monitor.display;
+      entry["displayMonitor"] = isDisplayMonitor(monitor.display);
+      entry["faults"] = faultsJson(monitor.faults);
+      entry["physical"] = Json::Value(Json::arrayValue);
+      for (const sim::SimPhysicalMonitor& p : monitor.physical) {
+        Json::Value physical;
+        physical["description"] = p.description;
+        physical["powerMode"] = Json::UInt(p.powerMode);
+        physical["powerModeMaximum"] = Json::UInt(p.powerModeMaximum);
+        physical["capabilities"] = p.capabilities;
+        physical["setSticks"] = p.setSticks;
+        physical["faults"] = faultsJson(p.faults);
+        entry["physical"].append(physical);
+      }
+      list.append(entry);
+    }
+    return list;
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<SimArea> makeMonitorArea() { return std::make_unique<MonitorArea>(); }
+
+}  // namespace simtool
