@@ -15,34 +15,20 @@
 
 namespace {
 
+using sim::registry::Key;
 using sim::registry::Tree;
 
-class KeyObject : public sim::HandleObject {
- public:
-  KeyObject(std::string path, std::uint64_t id) : path(std::move(path)), id(id) {}
-  const std::string path;
-  const std::uint64_t id;
-};
-
-// The key a handle stands for: its path and the id it had when it was opened.
+// What a key handle stands for: the key's path and the id it had when it was opened.
 struct OpenKey {
   std::string path;
   std::uint64_t id;
 };
 
-std::optional<OpenKey> resolve(HKEY key) {
-  if (key == HKEY_LOCAL_MACHINE) {
-    return OpenKey{sim::registry::kLocalMachine, sim::registry::kLocalMachineId};
-  }
-  if (key == HKEY_CURRENT_USER) {
-    return OpenKey{sim::registry::kCurrentUser, sim::registry::kCurrentUserId};
-  }
-  const auto object = sim::lookupHandleAs<KeyObject>(sim::HandleKind::RegistryKey, key);
-  if (!object) {
-    return std::nullopt;
-  }
-  return OpenKey{object->path, object->id};
-}
+class KeyObject : public sim::HandleObject {
+ public:
+  explicit KeyObject(OpenKey key) : key(std::move(key)) {}
+  const OpenKey key;
+};
 
 std::string text(LPCWSTR wide) {
   if (wide == nullptr) {
@@ -55,36 +41,64 @@ std::string text(LPCWSTR wide) {
   return sim::utf16ToUtf8(wide, size);
 }
 
-// `base\sub`, or base itself for no subkey. Empty parts ("a\\b", "\a") are refused.
-std::optional<std::string> subkeyPath(const std::string& base, LPCWSTR subKey) {
-  const std::string sub = text(subKey);
-  if (sub.empty()) {
-    return base;
+// The path of the stored key that `hKey` stands for; the error code when the handle is bad or
+// its key was deleted.
+LSTATUS pathOf(const Tree& tree, HKEY hKey, std::string& path) {
+  OpenKey open{sim::registry::kLocalMachine, sim::registry::kLocalMachineId};
+  if (hKey == HKEY_CURRENT_USER) {
+    open = OpenKey{sim::registry::kCurrentUser, sim::registry::kCurrentUserId};
+  } else if (hKey != HKEY_LOCAL_MACHINE) {
+    const auto object = sim::lookupHandleAs<KeyObject>(sim::HandleKind::RegistryKey, hKey);
+    if (!object) {
+      return ERROR_INVALID_HANDLE;
+    }
+    open = object->key;
   }
-  if (sub.front() == '\\' || sub.back() == '\\' || sub.find("\\\\") != std::string::npos) {
-    return std::nullopt;
-  }
-  return base + "\\" + sub;
-}
-
-// The key that `key` stands for in `tree`, or the error code when the handle is bad or its key
-// is gone.
-LSTATUS findOpenKey(const Tree& tree, HKEY key, OpenKey& found) {
-  const auto open = resolve(key);
-  if (!open) {
-    return ERROR_INVALID_HANDLE;
-  }
-  const sim::registry::Key* stored = tree.find(open->path);
-  if (stored == nullptr || stored->id != open->id) {
+  const Key* stored = tree.find(open.path);
+  if (stored == nullptr || stored->id != open.id) {
     return ERROR_KEY_DELETED;
   }
-  found = *open;
+  path = open.path;
   return ERROR_SUCCESS;
 }
 
-HKEY insertKeyHandle(const sim::registry::Key& key) {
-  return static_cast<HKEY>(sim::insertHandle(sim::HandleKind::RegistryKey,
-                                             std::make_shared<KeyObject>(key.path, key.id)));
+// The same for `subKey` below that key, or the key itself for no subkey. Empty parts ("a\\b",
+// "\a") are refused.
+LSTATUS subkeyPathOf(const Tree& tree, HKEY hKey, LPCWSTR subKey, std::string& path) {
+  if (const LSTATUS status = pathOf(tree, hKey, path); status != ERROR_SUCCESS) {
+    return status;
+  }
+  const std::string sub = text(subKey);
+  if (sub.empty()) {
+    return ERROR_SUCCESS;
+  }
+  if (sub.front() == '\\' || sub.back() == '\\' || sub.find("\\\\") != std::string::npos) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  path += "\\" + sub;
+  return ERROR_SUCCESS;
+}
+
+// Runs `change` with the registry and the path of `subKey` below the key that `hKey` stands for,
+// under the machine lock, and saves the registry when the change succeeds.
+template <class Change>
+LSTATUS changeRegistry(HKEY hKey, LPCWSTR subKey, Change change) {
+  sim::MachineLock lock;
+  Tree tree = Tree::load(sim::machineDir());
+  std::string path;
+  if (const LSTATUS status = subkeyPathOf(tree, hKey, subKey, path); status != ERROR_SUCCESS) {
+    return status;
+  }
+  const LSTATUS status = change(tree, path);
+  if (status == ERROR_SUCCESS) {
+    tree.save();
+  }
+  return status;
+}
+
+HKEY insertKeyHandle(const Key& key) {
+  return static_cast<HKEY>(sim::insertHandle(
+      sim::HandleKind::RegistryKey, std::make_shared<KeyObject>(OpenKey{key.path, key.id})));
 }
 
 }  // namespace
@@ -98,15 +112,11 @@ LSTATUS RegOpenKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD ulOptions, REGSAM samDe
     return ERROR_INVALID_PARAMETER;
   }
   const Tree tree = Tree::load(sim::machineDir());
-  OpenKey base;
-  if (const LSTATUS status = findOpenKey(tree, hKey, base); status != ERROR_SUCCESS) {
+  std::string path;
+  if (const LSTATUS status = subkeyPathOf(tree, hKey, lpSubKey, path); status != ERROR_SUCCESS) {
     return status;
   }
-  const auto path = subkeyPath(base.path, lpSubKey);
-  if (!path) {
-    return ERROR_INVALID_PARAMETER;
-  }
-  const sim::registry::Key* key = tree.find(*path);
+  const Key* key = tree.find(path);
   if (key == nullptr) {
     return ERROR_FILE_NOT_FOUND;
   }
@@ -123,26 +133,15 @@ LSTATUS RegCreateKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD Reserved, LPWSTR lpCl
   if (phkResult == nullptr) {
     return ERROR_INVALID_PARAMETER;
   }
-  sim::MachineLock lock;
-  Tree tree = Tree::load(sim::machineDir());
-  OpenKey base;
-  if (const LSTATUS status = findOpenKey(tree, hKey, base); status != ERROR_SUCCESS) {
-    return status;
-  }
-  const auto path = subkeyPath(base.path, lpSubKey);
-  if (!path) {
-    return ERROR_INVALID_PARAMETER;
-  }
-  bool created = false;
-  const sim::registry::Key& key = tree.create(*path, created);
-  if (created) {
-    tree.save();
-  }
-  if (lpdwDisposition != nullptr) {
-    *lpdwDisposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
-  }
-  *phkResult = insertKeyHandle(key);
-  return ERROR_SUCCESS;
+  return changeRegistry(hKey, lpSubKey, [&](Tree& tree, const std::string& path) {
+    bool created = false;
+    const Key& key = tree.create(path, created);
+    if (lpdwDisposition != nullptr) {
+      *lpdwDisposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+    }
+    *phkResult = insertKeyHandle(key);
+    return static_cast<LSTATUS>(ERROR_SUCCESS);
+  });
 }
 
 LSTATUS RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType,
@@ -152,11 +151,11 @@ LSTATUS RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD lpReserved, LPD
     return ERROR_INVALID_PARAMETER;
   }
   const Tree tree = Tree::load(sim::machineDir());
-  OpenKey open;
-  if (const LSTATUS status = findOpenKey(tree, hKey, open); status != ERROR_SUCCESS) {
+  std::string path;
+  if (const LSTATUS status = pathOf(tree, hKey, path); status != ERROR_SUCCESS) {
     return status;
   }
-  const sim::registry::Value* value = tree.find(open.path)->findValue(text(lpValueName));
+  const sim::registry::Value* value = tree.find(path)->findValue(text(lpValueName));
   if (value == nullptr) {
     return ERROR_FILE_NOT_FOUND;
   }
@@ -185,55 +184,37 @@ LSTATUS RegSetValueExW(HKEY hKey, LPCWSTR lpValueName, DWORD Reserved, DWORD dwT
   if (lpData == nullptr && cbData != 0) {
     return ERROR_INVALID_PARAMETER;
   }
-  sim::MachineLock lock;
-  Tree tree = Tree::load(sim::machineDir());
-  OpenKey open;
-  if (const LSTATUS status = findOpenKey(tree, hKey, open); status != ERROR_SUCCESS) {
-    return status;
-  }
   const std::string data =
       cbData == 0 ? std::string() : std::string(reinterpret_cast<const char*>(lpData), cbData);
-  tree.find(open.path)->setValue(sim::registry::Value{text(lpValueName), dwType, data});
-  tree.save();
-  return ERROR_SUCCESS;
+  return changeRegistry(hKey, nullptr, [&](Tree& tree, const std::string& path) {
+    tree.find(path)->setValue(sim::registry::Value{text(lpValueName), dwType, data});
+    return static_cast<LSTATUS>(ERROR_SUCCESS);
+  });
 }
 
 LSTATUS RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName) {
   SIM_ENTER(RegDeleteValueW, hKey, lpValueName);
-  sim::MachineLock lock;
-  Tree tree = Tree::load(sim::machineDir());
-  OpenKey open;
-  if (const LSTATUS status = findOpenKey(tree, hKey, open); status != ERROR_SUCCESS) {
-    return status;
-  }
-  if (!tree.find(open.path)->removeValue(text(lpValueName))) {
-    return ERROR_FILE_NOT_FOUND;
-  }
-  tree.save();
-  return ERROR_SUCCESS;
+  return changeRegistry(hKey, nullptr, [&](Tree& tree, const std::string& path) {
+    return static_cast<LSTATUS>(
+        tree.find(path)->removeValue(text(lpValueName)) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+  });
 }
 
 LSTATUS RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey) {
   SIM_ENTER(RegDeleteKeyW, hKey, lpSubKey);
-  sim::MachineLock lock;
-  Tree tree = Tree::load(sim::machineDir());
-  OpenKey base;
-  if (const LSTATUS status = findOpenKey(tree, hKey, base); status != ERROR_SUCCESS) {
-    return status;
-  }
-  const auto path = subkeyPath(base.path, lpSubKey);
-  if (!path || text(lpSubKey).empty()) {
+  if (text(lpSubKey).empty()) {
     return ERROR_INVALID_PARAMETER;
   }
-  if (tree.find(*path) == nullptr) {
-    return ERROR_FILE_NOT_FOUND;
-  }
-  if (tree.hasSubkeys(*path)) {
-    return ERROR_ACCESS_DENIED;
-  }
-  tree.remove(*path);
-  tree.save();
-  return ERROR_SUCCESS;
+  return changeRegistry(hKey, lpSubKey, [](Tree& tree, const std::string& path) {
+    if (tree.find(path) == nullptr) {
+      return static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND);
+    }
+    if (tree.hasSubkeys(path)) {
+      return static_cast<LSTATUS>(ERROR_ACCESS_DENIED);
+    }
+    tree.remove(path);
+    return static_cast<LSTATUS>(ERROR_SUCCESS);
+  });
 }
 
 LSTATUS RegNotifyChangeKeyValue(HKEY hKey, BOOL bWatchSubtree, DWORD dwNotifyFilter, HANDLE hEvent,
@@ -248,17 +229,18 @@ LSTATUS RegNotifyChangeKeyValue(HKEY hKey, BOOL bWatchSubtree, DWORD dwNotifyFil
     return ERROR_INVALID_HANDLE;
   }
   const auto machineDirectory = sim::machineDir();
+  // Under the lock the change mark and the fingerprint describe the same registry.
   sim::MachineLock lock;
   const Tree tree = Tree::load(machineDirectory);
-  OpenKey open;
-  if (const LSTATUS status = findOpenKey(tree, hKey, open); status != ERROR_SUCCESS) {
+  std::string path;
+  if (const LSTATUS status = pathOf(tree, hKey, path); status != ERROR_SUCCESS) {
     return status;
   }
   const bool subtree = bWatchSubtree != FALSE;
-  sim::addRegistryWatch(
-      sim::RegistryWatch{hKey, machineDirectory, open.path, subtree, dwNotifyFilter,
-                         sim::registry::readChangeMark(machineDirectory),
-                         tree.fingerprint(open.path, subtree, dwNotifyFilter), std::move(event)});
+  sim::addRegistryWatch(sim::RegistryWatch{hKey, machineDirectory, path, subtree, dwNotifyFilter,
+                                           sim::registry::readChangeMark(machineDirectory),
+                                           tree.fingerprint(path, subtree, dwNotifyFilter),
+                                           std::move(event)});
   return ERROR_SUCCESS;
 }
 

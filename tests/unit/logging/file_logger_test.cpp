@@ -10,7 +10,6 @@
 #include "logging/log_time.h"
 #include "platform/sim/test_api.h"
 #include "platform/threads.h"
-#include "tests/support/sim_test.h"
 #include "tests/unit/logging/log_files.h"
 
 namespace {
@@ -22,14 +21,8 @@ using testing_support::parseLogLine;
 using velmo::logging::FileLogger;
 using namespace velmo::logging;
 
-class FileLoggerTest : public testing_support::SimTest {
+class FileLoggerTest : public testing_support::LogDirectoryTest {
  protected:
-  void SetUp() override {
-    SimTest::SetUp();
-    logDir = simRoot / "logs";
-    fs::create_directories(logDir);
-  }
-
   std::unique_ptr<FileLogger> makeRoot(const std::string& name = "log") {
     return std::make_unique<FileLogger>(0, DEBUG, "root-session", nullptr,
                                         (logDir / name).string());
@@ -40,8 +33,6 @@ class FileLoggerTest : public testing_support::SimTest {
     EXPECT_EQ(files.size(), 1u);
     return files.empty() ? fs::path() : files.front();
   }
-
-  fs::path logDir;
 };
 
 struct NameCase {

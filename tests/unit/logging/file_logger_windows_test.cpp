@@ -12,7 +12,6 @@
 #include "logging/file_log_format.h"
 #include "platform/sim/registry_watch.h"
 #include "tests/support/eventually.h"
-#include "tests/support/sim_test.h"
 #include "tests/unit/logging/log_files.h"
 #include "tests/unit/logging/registry_values.h"
 
@@ -29,14 +28,8 @@ using namespace velmo::logging;
 
 const std::string kMissingKeyLine = "Failed to open registry key: SOFTWARE\\Norvalis\\VelmoAgent";
 
-class FileLoggerWindowsTest : public testing_support::SimTest {
+class FileLoggerWindowsTest : public testing_support::LogDirectoryTest {
  protected:
-  void SetUp() override {
-    SimTest::SetUp();
-    logDir = simRoot / "logs";
-    fs::create_directories(logDir);
-  }
-
   std::unique_ptr<FileLoggerWindows> makeLogger(std::int64_t initialRotationTimeMs,
                                                 std::int32_t logLevel = DEBUG) {
     return std::make_unique<FileLoggerWindows>(0, logLevel, "session", (logDir / "log").string(),
@@ -70,8 +63,6 @@ class FileLoggerWindowsTest : public testing_support::SimTest {
     }
     return false;
   }
-
-  fs::path logDir;
 };
 
 // --- The setting ---------------------------------------------------------------------------

@@ -11,7 +11,21 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/sim_test.h"
+
 namespace testing_support {
+
+// A fresh sim machine with an empty directory for log files.
+class LogDirectoryTest : public SimTest {
+ protected:
+  void SetUp() override {
+    SimTest::SetUp();
+    logDir = simRoot / "logs";
+    std::filesystem::create_directories(logDir);
+  }
+
+  std::filesystem::path logDir;
+};
 
 // The regular files of `directory`, by name (the time in a log file's name sorts them by age).
 inline std::vector<std::filesystem::path> filesIn(const std::filesystem::path& directory) {
