@@ -8,7 +8,6 @@
 
 #include "logging/file_log_format.h"
 #include "logging/log_time.h"
-#include "platform/sim/test_api.h"
 #include "platform/threads.h"
 #include "tests/unit/logging/log_files.h"
 
@@ -107,22 +106,6 @@ TEST_F(FileLoggerTest, LevelFilterHoldsEvenForDirectWritesAndUnknownLevelsWriteN
   EXPECT_THROW(root->writeMessage("unknown", 0, static_cast<LogLevel>(-1), 0, "s"),
                std::out_of_range);
   EXPECT_EQ(linesOf(onlyFile()).size(), 1u);
-}
-
-TEST_F(FileLoggerTest, ThreadColumnShowsThePlatformsIdAndWidens) {
-  sim::test::ScopedHook hook(&platform::GetCurrentThreadId, "GetCurrentThreadId",
-                             []() -> std::optional<DWORD> { return 12345678; });
-  auto root = makeRoot();
-  root->log("m", INFO, 0);
-  const auto lines = linesOf(onlyFile());
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[1].substr(0, 11), "[12345678] ");
-}
-
-TEST_F(FileLoggerTest, MissingDirectoryGivesNoErrorAndNoFile) {
-  FileLogger root(0, DEBUG, "s", nullptr, (logDir / "absent" / "log").string());
-  EXPECT_NO_THROW(root.log("lost", INFO, 0));
-  EXPECT_TRUE(filesIn(logDir).empty());
 }
 
 }  // namespace
