@@ -1,5 +1,5 @@
 // The Monitor Configuration functions behind the sim's "dxva2.dll", acting on the machine's DDC/CI
-// monitors (monitor_state.h). Physical monitor handles are entries of the handle table, closed by
+// monitors (monitor_state.h). Physical monitor handles (physical_monitor_handles.h) are closed by
 // DestroyPhysicalMonitors; a handle whose monitor or display has gone fails its calls.
 #include "platform/sim/dxva2_exports.h"
 
@@ -7,14 +7,13 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <utility>
 
 #include "platform/monitor_configuration.h"
 #include "platform/sim/display_monitors.h"
-#include "platform/sim/handles.h"
 #include "platform/sim/monitor_state.h"
+#include "platform/sim/physical_monitor_handles.h"
 #include "platform/sim/test_api.h"
 #include "platform/sim/utf.h"
 
@@ -25,15 +24,6 @@ namespace {
 constexpr BYTE kPowerModeCode = 0xD6;
 constexpr DWORD kVcpNotSupported = 0xC0262584u;    // ERROR_GRAPHICS_DDCCI_VCP_NOT_SUPPORTED
 constexpr DWORD kMonitorNoLongerExists = 0xC026258Du;  // ERROR_GRAPHICS_MONITOR_NO_LONGER_EXISTS
-
-// What a physical monitor handle stands for: one physical monitor of one display.
-class PhysicalMonitorObject : public HandleObject {
- public:
-  PhysicalMonitorObject(std::string displayName, std::size_t position)
-      : display(std::move(displayName)), index(position) {}
-  const std::string display;
-  const std::size_t index;
-};
 
 BOOL fail(DWORD code) {
   setLastError(code);
@@ -51,8 +41,8 @@ std::optional<DWORD> faultOf(const MonitorFaults& faults, const char* word) {
 // The physical monitor behind a handle, as the machine holds it now. Sets the last error and
 // gives none when the handle is not open or its monitor is gone.
 std::optional<SimPhysicalMonitor> resolve(HANDLE handle,
-                                          std::shared_ptr<PhysicalMonitorObject>* object = nullptr) {
-  auto found = lookupHandleAs<PhysicalMonitorObject>(HandleKind::PhysicalMonitor, handle);
+                                          std::optional<PhysicalMonitorPlace>* place = nullptr) {
+  const std::optional<PhysicalMonitorPlace> found = physicalMonitorPlace(handle);
   if (!found) {
     setLastError(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
     return std::nullopt;
@@ -64,8 +54,8 @@ std::optional<SimPhysicalMonitor> resolve(HANDLE handle,
     setLastError(kMonitorNoLongerExists);
     return std::nullopt;
   }
-  if (object) {
-    *object = found;
+  if (place) {
+    *place = found;
   }
   return monitor->physical[found->index];
 }
@@ -122,8 +112,7 @@ BOOL WINAPI GetPhysicalMonitorsFromHMONITOR(HMONITOR monitor, DWORD size,
   }
   for (std::size_t i = 0; i < behind->physical.size(); ++i) {
     PHYSICAL_MONITOR entry{};
-    entry.hPhysicalMonitor = insertHandle(
-        HandleKind::PhysicalMonitor, std::make_shared<PhysicalMonitorObject>(behind->display, i));
+    entry.hPhysicalMonitor = openPhysicalMonitorHandle({behind->display, i});
     copyDescription(behind->physical[i].description, entry);
     std::memcpy(&monitors[i], &entry, sizeof entry);
   }
@@ -142,7 +131,7 @@ BOOL WINAPI DestroyPhysicalMonitors(DWORD size, LPPHYSICAL_MONITOR monitors) {
   for (DWORD i = 0; i < size; ++i) {
     PHYSICAL_MONITOR entry;
     std::memcpy(&entry, &monitors[i], sizeof entry);
-    allClosed = closeHandle(HandleKind::PhysicalMonitor, entry.hPhysicalMonitor) && allClosed;
+    allClosed = closePhysicalMonitorHandle(entry.hPhysicalMonitor) && allClosed;
   }
   return allClosed ? TRUE : fail(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
 }
@@ -197,8 +186,8 @@ BOOL WINAPI GetMonitorCapabilities(HANDLE physicalMonitor, LPDWORD capabilities,
 
 BOOL WINAPI SetVCPFeature(HANDLE physicalMonitor, BYTE code, DWORD value) {
   SIM_RECORD_CALL(SetVCPFeature, physicalMonitor, code, value);
-  std::shared_ptr<PhysicalMonitorObject> object;
-  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor, &object);
+  std::optional<PhysicalMonitorPlace> place;
+  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor, &place);
   if (!monitor) {
     return FALSE;
   }
@@ -209,10 +198,10 @@ BOOL WINAPI SetVCPFeature(HANDLE physicalMonitor, BYTE code, DWORD value) {
     return fail(kVcpNotSupported);
   }
   bool present = false;
-  updateMonitor(object->display, [&](SimMonitor& stored) {
-    present = object->index < stored.physical.size();
-    if (present && stored.physical[object->index].setSticks) {
-      stored.physical[object->index].powerMode = value;
+  updateMonitor(place->display, [&](SimMonitor& stored) {
+    present = place->index < stored.physical.size();
+    if (present && stored.physical[place->index].setSticks) {
+      stored.physical[place->index].powerMode = value;
     }
   });
   return present ? TRUE : fail(kMonitorNoLongerExists);

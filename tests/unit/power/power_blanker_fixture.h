@@ -1,0 +1,133 @@
+// Shared ground of the monitor power tests: the test access to the screen blanker, which starts
+// it with DPMSBlanking offered and calls its power members, and a fixture on a fresh simulated
+// machine with the default DDC/CI monitors.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "blanking/windows_screen_blanker.h"
+#include "platform/monitor_configuration.h"
+#include "platform/sim/dxva2_exports.h"
+#include "platform/sim/monitor_state.h"
+#include "platform/sim/physical_monitor_handles.h"
+#include "platform/sim/test_api.h"
+#include "tests/support/recording_logger.h"
+#include "tests/support/sim_test.h"
+#include "tests/support/virtual_clock.h"
+
+// The one way into the power method: the program itself never offers it.
+class WindowsScreenBlankerTestAccess {
+ public:
+  static std::unique_ptr<WindowsScreenBlanker> withPowerMethod(
+      std::unique_ptr<velmo::logging::LoggerBase> logger, const std::string& document) {
+    return std::unique_ptr<WindowsScreenBlanker>(
+        new WindowsScreenBlanker(std::move(logger), document, true));
+  }
+  static bool enumerate(WindowsScreenBlanker& b, bool readPowerInfo) {
+    return b.enumeratePhysicalMonitors(readPowerInfo);
+  }
+  static const std::vector<PhysicalMonitorRecord>& physicalMonitors(WindowsScreenBlanker& b) {
+    return b.physicalMonitors;
+  }
+  static const std::vector<PhysicalMonitorRecord>& initialMonitors(WindowsScreenBlanker& b) {
+    return b.initialMonitors;
+  }
+  static bool apply(WindowsScreenBlanker& b, std::uint32_t current, std::uint32_t requested,
+                    std::uint32_t& achieved) {
+    return b.applyDPMSRequest(current, requested, achieved);
+  }
+  static bool restore(WindowsScreenBlanker& b) { return b.restoreDPMS(); }
+  static std::uint32_t failureCount(WindowsScreenBlanker& b) { return b.dpmsFailureCount; }
+  static std::uint32_t requestedMethods(WindowsScreenBlanker& b) {
+    std::lock_guard<std::mutex> lock(b.requestMutex);
+    return b.requestedMethods;
+  }
+  static void setRequestedMethods(WindowsScreenBlanker& b, std::uint32_t methods) {
+    std::lock_guard<std::mutex> lock(b.requestMutex);
+    b.requestedMethods = methods;
+  }
+};
+
+namespace power_test {
+
+using Access = WindowsScreenBlankerTestAccess;
+
+constexpr const char* kDisplay1 = "\\\\.\\DISPLAY1";
+constexpr const char* kDisplay2 = "\\\\.\\DISPLAY2";
+constexpr std::uint32_t kBlankBoth = IOSScreenBlanker::GammaBlanking | IOSScreenBlanker::DPMSBlanking;
+
+// The power members are called on the test's thread while the worker idles: it only acts on a
+// posted request or while a blank is in force, and these tests post none unless they say so.
+class PowerBlankerTest : public testing_support::SimTest {
+ protected:
+  void SetUp() override {
+    SimTest::SetUp();
+    ScreenBlanker::setOption(0, false);
+  }
+
+  void TearDown() override {
+    blanker.reset();
+    destroyLeftPhysicalMonitors();
+    ScreenBlanker::setOption(0, false);
+    SimTest::TearDown();
+  }
+
+  WindowsScreenBlanker& make(const std::string& document = "") {
+    blanker = Access::withPowerMethod(root.createCategoryLogger(velmo::logging::kInheritCategory),
+                                      document);
+    return *blanker;
+  }
+
+  static void changeMonitor(const std::string& display,
+                            const std::function<void(sim::SimMonitor&)>& change) {
+    ASSERT_TRUE(sim::updateMonitor(display, change));
+  }
+  static void changePhysical(const std::string& display,
+                             const std::function<void(sim::SimPhysicalMonitor&)>& change) {
+    changeMonitor(display, [&](sim::SimMonitor& m) { change(m.physical.at(0)); });
+  }
+  // D6 of the display's first physical monitor; 0 when it has none.
+  static DWORD powerMode(const std::string& display) {
+    const std::optional<sim::SimMonitor> monitor = sim::loadMonitor(display);
+    return monitor->physical.empty() ? 0 : monitor->physical.front().powerMode;
+  }
+  static std::size_t calls(const std::string& operation) {
+    return sim::test::callsOf(operation).size();
+  }
+  std::size_t linesEqualTo(const std::string& message) const {
+    const std::vector<std::string> all = root.messages();
+    return static_cast<std::size_t>(std::count(all.begin(), all.end(), message));
+  }
+
+  testing_support::VirtualClock clock;  // the gamma save's reads and sleeps cost no real time
+  testing_support::RecordingLogger root;
+  std::unique_ptr<WindowsScreenBlanker> blanker;
+
+ private:
+  // The blanker keeps its physical monitor handles to the end of the process; the test closes
+  // them as the end of the process would.
+  static void destroyLeftPhysicalMonitors() {
+    const std::vector<HANDLE> handles = sim::test::openPhysicalMonitorHandles();
+    if (handles.empty()) {
+      return;
+    }
+    std::vector<PHYSICAL_MONITOR> entries(handles.size());
+    for (std::size_t i = 0; i < handles.size(); ++i) {
+      entries[i].hPhysicalMonitor = handles[i];
+    }
+    const auto destroy = reinterpret_cast<platform::DestroyPhysicalMonitorsFn>(
+        reinterpret_cast<void (*)()>(sim::dxva2Export("DestroyPhysicalMonitors")));
+    EXPECT_NE(destroy(static_cast<DWORD>(entries.size()), entries.data()), FALSE);
+  }
+};
+
+}  // namespace power_test
