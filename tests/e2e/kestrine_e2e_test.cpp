@@ -230,4 +230,31 @@ INSTANTIATE_TEST_SUITE_P(
         CommandLineCase{"version", {"--version"}, 0, "0.1"}),
     [](const auto& info) { return std::string(info.param.name); });
 
+// The program never offers monitor power blanking: a save and a restore leave every monitor's D6
+// value as it was, whatever value that is.
+TEST_F(KestrineEndToEnd, SaveAndRestoreLeaveTheMonitorsPowerModesAlone) {
+  ASSERT_EQ(sim({"monitor", "2", "value", "2"}).status, 0);
+  const auto powerModes = [this] {
+    Json::Value machine;
+    EXPECT_TRUE(Json::Reader().parse(sim({"show", "--json"}).output, machine));
+    std::vector<unsigned> modes;
+    for (const Json::Value& display : machine["monitor"]) {
+      modes.push_back(display["physical"][0]["powerMode"].asUInt());
+    }
+    return modes;
+  };
+  ASSERT_EQ(powerModes(), (std::vector<unsigned>{1, 2}));
+
+  auto receiver = startPeer({"receive"});
+  EXPECT_EQ(tool({"--save"}).status, 0);
+  EXPECT_EQ(receiver->wait().status, 0);
+  EXPECT_TRUE(isDark(readRamp(kDisplay1)));
+  EXPECT_EQ(powerModes(), (std::vector<unsigned>{1, 2}));
+
+  auto sender = startPeer({"send"});
+  EXPECT_EQ(tool({"--restore"}).status, 0);
+  EXPECT_EQ(sender->wait().status, 0);
+  EXPECT_EQ(powerModes(), (std::vector<unsigned>{1, 2}));
+}
+
 }  // namespace
