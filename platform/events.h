@@ -1,4 +1,4 @@
-// Event objects and the wait on several kernel objects.
+// Only event objects and the wait on several kernel objects live here.
 #pragma once
 
 #include "platform/types.h"

@@ -1,5 +1,6 @@
-// The registry: keys, typed values and change notification. The create, set and delete
-// operations serve the checks that need a key of their own; the program only reads and watches.
+// Only the registry operations of advapi32 live here: keys, typed values, change notification.
+// The create, set and delete operations serve the checks that need a key of their own; the
+// program only reads and watches.
 #pragma once
 
 #include <cstdint>

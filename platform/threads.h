@@ -1,4 +1,4 @@
-// Threads: the id of the calling thread, as the system numbers it.
+// Only thread operations live here: the id of the calling thread, as the system numbers it.
 #pragma once
 
 #include "platform/types.h"

@@ -1,5 +1,5 @@
-// Sim only: events and waits. All events share one lock and one condition, so that a wait on
-// several of them wakes when any one is set.
+// Sim only: events and the wait on them live here.
+// All events share one lock and one condition, so that a wait on several wakes when any is set.
 #include "platform/sim/event_object.h"
 
 #include <condition_variable>

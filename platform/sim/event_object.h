@@ -1,4 +1,4 @@
-// Sim only: the event kernel object and the wait for the first of several events to be signalled.
+// Sim only: the event kernel object and the wait for the first of several events live here.
 #pragma once
 
 #include <chrono>

@@ -1,5 +1,5 @@
-// The sim's events and waits: event handles are kernel objects of the handle table, so
-// CloseHandle closes them.
+// Only the sim's event operations live here.
+// Event handles are kernel objects of the handle table, so CloseHandle closes them.
 #include "platform/events.h"
 
 #include "platform/errors.h"

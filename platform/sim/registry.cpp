@@ -1,5 +1,5 @@
-// The sim's registry operations on the machine's registry file (registry_store.h). Key handles
-// are RegistryKey objects of the handle table; a handle whose key was deleted gives
+// Only the sim's registry operations live here, acting on the machine's registry file.
+// Key handles are RegistryKey objects of the handle table; a handle whose key was deleted gives
 // ERROR_KEY_DELETED, as on Windows.
 #include "platform/registry.h"
 

@@ -1,5 +1,4 @@
-// Sim only: the registry file of the simulated machine, its change mark and the fingerprints that
-// watchers compare.
+// Sim only: the registry file, its change mark and the fingerprints that watchers compare.
 #include "platform/sim/registry_store.h"
 
 #include <json/reader.h>

@@ -1,4 +1,4 @@
-// Sim only: the simulated registry as stored on disk, shared by every process of the machine.
+// Sim only: the storage of the simulated registry lives here, shared by every process.
 // machine/registry.json holds the keys and their typed values; machine/registry.changed holds a
 // mark that every change replaces, which is what watchers poll. Used by the registry operations
 // and by kestrine-sim.

@@ -1,6 +1,7 @@
-// Sim only: the registry watcher thread. It polls the change mark of each watched machine every
-// few milliseconds; when a mark moves it reloads that registry and signals every watch whose
-// fingerprint differs. It starts with the first watch and ends when the last one is gone.
+// Sim only: the registry watcher thread lives here.
+// It polls the change mark of each watched machine every few milliseconds; when a mark moves it
+// reloads that registry and signals every watch whose fingerprint differs. It starts with the
+// first watch and ends when the last one is gone.
 #include "platform/sim/registry_watch.h"
 
 #include <algorithm>

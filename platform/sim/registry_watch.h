@@ -1,6 +1,6 @@
-// Sim only: change notification of the simulated registry. A watch signals its event once, at the
-// first change in its scope that any process makes. While watches exist one thread polls the
-// change mark of their machines; with none, no thread runs and nothing is polled.
+// Sim only: change notification of the simulated registry lives here.
+// A watch signals its event once, at the first change in its scope that any process makes. While
+// watches exist one thread polls the change mark of their machines; with none, no thread runs.
 #pragma once
 
 #include <cstddef>

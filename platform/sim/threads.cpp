@@ -1,4 +1,4 @@
-// The sim's thread ids: the kernel's id of the thread on Linux, else a number per thread.
+// Only the sim's thread operations live here: the kernel's thread id on Linux, else a counter.
 #ifdef __linux__
 #include <sys/syscall.h>
 #include <unistd.h>
