@@ -72,7 +72,7 @@ void copyDescription(const std::string& description, PHYSICAL_MONITOR& entry) {
       reinterpret_cast<const unsigned char*>(description.data()), description.size());
   const std::size_t size = std::min(units.size(), kMaximumDescriptionUnits);
   WCHAR text[PHYSICAL_MONITOR_DESCRIPTION_SIZE] = {};
-  std::memcpy(text, units.data(), size * sizeof(WCHAR));
+  std::copy_n(units.begin(), size, text);
   // The record is packed: its text is reached through the record's bytes, not a WCHAR pointer.
   std::memcpy(reinterpret_cast<unsigned char*>(&entry) +
                   offsetof(PHYSICAL_MONITOR, szPhysicalMonitorDescription),

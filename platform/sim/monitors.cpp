@@ -1,6 +1,7 @@
 // Only the sim's display monitor operations live here: the enumeration of the display monitors
 // and their MONITORINFO records, taken from the stored displays.
-#include <cstring>
+#include <algorithm>
+#include <iterator>
 
 #include "platform/displays.h"
 #include "platform/errors.h"
@@ -23,8 +24,8 @@ void copyDeviceName(const std::string& name, WCHAR (&field)[CCHDEVICENAME]) {
   const std::vector<WCHAR> units =
       sim::utf8ToUtf16(reinterpret_cast<const unsigned char*>(name.data()), name.size());
   const std::size_t size = units.size() < CCHDEVICENAME ? units.size() : CCHDEVICENAME - 1;
-  std::memset(field, 0, sizeof field);
-  std::memcpy(field, units.data(), size * sizeof(WCHAR));
+  std::fill(std::begin(field), std::end(field), WCHAR{0});
+  std::copy_n(units.begin(), size, field);
 }
 
 }  // namespace
