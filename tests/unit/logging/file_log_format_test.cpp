@@ -56,10 +56,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "00000000-0000-0000-0000-000000000000 0     <INFO>     -500        m"},
         LineCase{"EmptyMessageEndsAfterThePaddedCode", 1, 0, 0, 0, "",
                  "[1     ] 2024-03-05T07:09:02.041Z 0        "
-                 "00000000-0000-0000-0000-000000000000 0     <INFO>     0           "},
-        LineCase{"LineEndInMessageIsKept", 1, 0, 0, 0, "a\nb",
-                 "[1     ] 2024-03-05T07:09:02.041Z 0        "
-                 "00000000-0000-0000-0000-000000000000 0     <INFO>     0           a\nb"}),
+                 "00000000-0000-0000-0000-000000000000 0     <INFO>     0           "}),
     [](const ::testing::TestParamInfo<LineCase>& info) { return std::string(info.param.name); });
 
 TEST(FileLogFormatTest, NonAsciiColumnsArePaddedByCodePointsAsFmtDoes) {

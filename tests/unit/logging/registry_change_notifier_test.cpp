@@ -95,8 +95,6 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"NumberType",
                     [] { setRegistryValue(kKey, kValue, REG_DWORD, std::string(4, '\x05')); },
                     "Unexpected value type \"4\" from registry value: Setting"},
-        RefusedCase{"NoType", [] { setRegistryValue(kKey, kValue, REG_NONE, "ab"); },
-                    "Unexpected value type \"0\" from registry value: Setting"},
         RefusedCase{"ZeroSize", [] { setRegistryValue(kKey, kValue, REG_SZ, ""); },
                     "Unexpected value size of \"0\" from registry value: Setting"},
         RefusedCase{"TooLongForTheBuffer",

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 #include "logging/log_time.h"
@@ -23,8 +24,9 @@ struct WriteCase {
 class TextFileWriteTest : public testing_support::SimTest,
                           public ::testing::WithParamInterface<WriteCase> {};
 
-TEST_P(TextFileWriteTest, EachLineEndsWithALineFeed) {
+TEST_P(TextFileWriteTest, EachLineEndsWithALineFeedAndNothingOldStays) {
   const auto path = simRoot / "out.txt";
+  std::ofstream(path) << "former content of the file\n";
   {
     velmo::TextFile file(path.string());
     for (const std::string& line : GetParam().lines) {
@@ -44,17 +46,6 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<WriteCase>& info) { return std::string(info.param.name); });
 
 class TextFileTest : public testing_support::SimTest {};
-
-TEST_F(TextFileTest, ReplacesTheContentOfAnExistingFile) {
-  const auto path = simRoot / "old.txt";
-  {
-    velmo::TextFile first(path.string());
-    first.writeLine("a long line that must disappear");
-  }
-  velmo::TextFile second(path.string());
-  second.writeLine("new");
-  EXPECT_EQ(contentOf(path), "new\n");
-}
 
 TEST_F(TextFileTest, FailedOpenDropsLinesButKeepsTheCreationTime) {
   const std::int64_t before = velmo::logging::systemMilliseconds();
