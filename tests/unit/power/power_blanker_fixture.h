@@ -20,6 +20,7 @@
 #include "platform/sim/monitor_state.h"
 #include "platform/sim/physical_monitor_handles.h"
 #include "platform/sim/test_api.h"
+#include "tests/support/eventually.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
 #include "tests/support/virtual_clock.h"
@@ -81,9 +82,13 @@ class PowerBlankerTest : public testing_support::SimTest {
     SimTest::TearDown();
   }
 
+  // Returns once the worker has logged its start, so that no line of the start comes later.
   WindowsScreenBlanker& make(const std::string& document = "") {
+    const std::size_t started = root.count("Windows screen blanking started");
     blanker = Access::withPowerMethod(root.createCategoryLogger(velmo::logging::kInheritCategory),
                                       document);
+    EXPECT_TRUE(testing_support::eventually(
+        [&] { return root.count("Windows screen blanking started") > started; }));
     return *blanker;
   }
 
