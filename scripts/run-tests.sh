@@ -60,12 +60,12 @@ quiet() {
     return $rc
 }
 
-# run_ctest NAME BUILD-DIR [CTEST-ARGS...]: runs ctest and adds its counts to the totals.
+# run_ctest NAME BUILD-DIR PARALLEL [CTEST-ARGS...]: runs ctest and adds its counts to the totals.
 run_ctest() {
-    local name=$1 dir=$2 t0=$SECONDS out rc line total bad
-    shift 2
+    local name=$1 dir=$2 parallel=$3 t0=$SECONDS out rc line total bad
+    shift 3
     out=$(mktemp "$build_root/.ctest-output.XXXXXX")
-    ctest --test-dir "$dir" --output-on-failure --timeout 300 -j "$jobs" "$@" 2>&1 | tee "$out"
+    ctest --test-dir "$dir" --output-on-failure --timeout 300 -j "$parallel" "$@" 2>&1 | tee "$out"
     rc=${PIPESTATUS[0]}
     line=$(grep -E '^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+' "$out" | tail -n 1)
     rm -f "$out"
@@ -98,7 +98,7 @@ linux_suite() {
     step "configure $preset" quiet cmake --preset "$preset" -B "$dir" -Wno-dev || return
     step "build $preset" cmake --build "$dir" --parallel "$jobs" || return
     section "Linux $preset tests"
-    run_ctest "$preset" "$dir" "${filter[@]}"
+    run_ctest "$preset" "$dir" "$jobs" "${filter[@]}"
 }
 
 # --- set-up ------------------------------------------------------------------------------------
@@ -156,7 +156,9 @@ if [[ ${KESTRINE_WINDOWS:-1} != 0 ]]; then
         step "build windows" cmake --build "$windows_dir" --parallel "$jobs"; then
         section "Windows tests under Wine"
         if step "start Wine" start_wine; then
-            run_ctest windows "$windows_dir"
+            # One at a time: under Wine every test process shares one machine (registry keys,
+            # pipe names), where on the sim each has a root of its own.
+            run_ctest windows "$windows_dir" 1
         fi
         stop_wine
     fi
