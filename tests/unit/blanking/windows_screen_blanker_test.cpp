@@ -11,6 +11,7 @@
 
 #include "platform/displays.h"
 #include "platform/sim/test_api.h"
+#include "tests/support/eventually.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
 #include "tests/support/virtual_clock.h"
@@ -18,6 +19,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using testing_support::eventually;
 using testing_support::RecordingLogger;
 using velmo::logging::ERROR;
 using velmo::logging::kUnexpectedFailure;
@@ -72,15 +74,6 @@ class WindowsScreenBlankerTest : public testing_support::SimTest {
   std::unique_ptr<WindowsScreenBlanker> makeBlanker(const std::string& document = "") {
     return std::make_unique<WindowsScreenBlanker>(
         root.createCategoryLogger(velmo::logging::kInheritCategory), document);
-  }
-
-  // Waits (briefly, in real time) until the worker has reached a state.
-  template <class Predicate>
-  static bool eventually(Predicate predicate) {
-    for (int i = 0; i < 200 && !predicate(); ++i) {
-      std::this_thread::sleep_for(10ms);
-    }
-    return predicate();
   }
 
   testing_support::VirtualClock clock;  // the gamma save's reads and sleeps cost no real time
