@@ -87,6 +87,16 @@ bool restoreMonitor(const velmo::Dxva2Library& library, velmo::logging::LoggerBa
   return false;
 }
 
+// A call into the method while it is not supported is a fault of the caller: logged, refused.
+bool refusedAsUnsupported(std::uint32_t supportedMethods, velmo::logging::LoggerBase& logger,
+                          const char* message) {
+  if ((supportedMethods & IOSScreenBlanker::DPMSBlanking) != 0) {
+    return false;
+  }
+  logError(logger, kUnexpectedFailure, message);
+  return true;
+}
+
 }  // namespace
 
 bool WindowsScreenBlanker::applyDPMSRequest(std::uint32_t current, std::uint32_t requested,
@@ -143,10 +153,9 @@ bool WindowsScreenBlanker::saveDPMSStates() {
 }
 
 bool WindowsScreenBlanker::blankDPMS() {
-  if ((supportedMethods.load() & DPMSBlanking) == 0) {
-    logError(*logger, kUnexpectedFailure,
-             "Caught invalid call to DPMS blank; This screen blanking method appears unsupported "
-             "on this system");
+  if (refusedAsUnsupported(supportedMethods.load(), *logger,
+                           "Caught invalid call to DPMS blank; This screen blanking method "
+                           "appears unsupported on this system")) {
     return false;
   }
   std::lock_guard<std::mutex> lock(displayStateMutex);
@@ -165,10 +174,9 @@ bool WindowsScreenBlanker::blankDPMS() {
 }
 
 bool WindowsScreenBlanker::restoreDPMS() {
-  if ((supportedMethods.load() & DPMSBlanking) == 0) {
-    logError(*logger, kUnexpectedFailure,
-             "Caught invalid call to DPMS state restore; This screen blanking method appears "
-             "unsupported on this system");
+  if (refusedAsUnsupported(supportedMethods.load(), *logger,
+                           "Caught invalid call to DPMS state restore; This screen blanking "
+                           "method appears unsupported on this system")) {
     return false;
   }
   std::lock_guard<std::mutex> lock(displayStateMutex);

@@ -30,17 +30,16 @@ BOOL fail(DWORD code) {
   return FALSE;
 }
 
+// The fault that a stored record has for a call, by its word.
 std::optional<DWORD> faultOf(const MonitorFaults& faults, const char* word) {
   const auto it = faults.find(word);
-  if (it == faults.end()) {
-    return std::nullopt;
-  }
-  return it->second;
+  return it == faults.end() ? std::nullopt : std::optional<DWORD>(it->second);
 }
 
-// The physical monitor behind a handle, as the machine holds it now. Sets the last error and
-// gives none when the handle is not open or its monitor is gone.
-std::optional<SimPhysicalMonitor> resolve(HANDLE handle,
+// The physical monitor behind a handle, as the machine holds it now, for a call that the fault
+// `faultWord` makes fail (none: no fault applies). Sets the last error and gives none when the
+// handle is not open, its monitor is gone or the call is to fail.
+std::optional<SimPhysicalMonitor> resolve(HANDLE handle, const char* faultWord,
                                           std::optional<PhysicalMonitorPlace>* place = nullptr) {
   const std::optional<PhysicalMonitorPlace> found = physicalMonitorPlace(handle);
   if (!found) {
@@ -54,10 +53,17 @@ std::optional<SimPhysicalMonitor> resolve(HANDLE handle,
     setLastError(kMonitorNoLongerExists);
     return std::nullopt;
   }
+  const SimPhysicalMonitor& physical = monitor->physical[found->index];
+  if (faultWord) {
+    if (const std::optional<DWORD> code = faultOf(physical.faults, faultWord)) {
+      setLastError(*code);
+      return std::nullopt;
+    }
+  }
   if (place) {
     *place = found;
   }
-  return monitor->physical[found->index];
+  return physical;
 }
 
 // The DDC/CI side of a display monitor. A monitor handle that the machine does not know stands
@@ -138,12 +144,9 @@ BOOL WINAPI DestroyPhysicalMonitors(DWORD size, LPPHYSICAL_MONITOR monitors) {
 
 BOOL WINAPI GetCapabilitiesStringLength(HANDLE physicalMonitor, LPDWORD length) {
   SIM_RECORD_CALL(GetCapabilitiesStringLength, physicalMonitor, length);
-  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor);
+  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor, "caps-length");
   if (!monitor) {
     return FALSE;
-  }
-  if (const std::optional<DWORD> code = faultOf(monitor->faults, "caps-length")) {
-    return fail(*code);
   }
   if (!length) {
     return fail(ERROR_INVALID_PARAMETER);
@@ -155,12 +158,9 @@ BOOL WINAPI GetCapabilitiesStringLength(HANDLE physicalMonitor, LPDWORD length) 
 BOOL WINAPI CapabilitiesRequestAndCapabilitiesReply(HANDLE physicalMonitor, LPSTR capabilities,
                                                     DWORD length) {
   SIM_RECORD_CALL(CapabilitiesRequestAndCapabilitiesReply, physicalMonitor, capabilities, length);
-  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor);
+  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor, "caps");
   if (!monitor) {
     return FALSE;
-  }
-  if (const std::optional<DWORD> code = faultOf(monitor->faults, "caps")) {
-    return fail(*code);
   }
   if (!capabilities || length < monitor->capabilities.size() + 1) {
     return fail(ERROR_INVALID_PARAMETER);
@@ -173,7 +173,7 @@ BOOL WINAPI CapabilitiesRequestAndCapabilitiesReply(HANDLE physicalMonitor, LPST
 BOOL WINAPI GetMonitorCapabilities(HANDLE physicalMonitor, LPDWORD capabilities,
                                    LPDWORD colorTemperatures) {
   SIM_RECORD_CALL(GetMonitorCapabilities, physicalMonitor, capabilities, colorTemperatures);
-  if (!resolve(physicalMonitor)) {
+  if (!resolve(physicalMonitor, nullptr)) {
     return FALSE;
   }
   if (!capabilities || !colorTemperatures) {
@@ -187,12 +187,8 @@ BOOL WINAPI GetMonitorCapabilities(HANDLE physicalMonitor, LPDWORD capabilities,
 BOOL WINAPI SetVCPFeature(HANDLE physicalMonitor, BYTE code, DWORD value) {
   SIM_RECORD_CALL(SetVCPFeature, physicalMonitor, code, value);
   std::optional<PhysicalMonitorPlace> place;
-  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor, &place);
-  if (!monitor) {
+  if (!resolve(physicalMonitor, "set", &place)) {
     return FALSE;
-  }
-  if (const std::optional<DWORD> error = faultOf(monitor->faults, "set")) {
-    return fail(*error);
   }
   if (code != kPowerModeCode) {
     return fail(kVcpNotSupported);
@@ -212,12 +208,9 @@ BOOL WINAPI GetVCPFeatureAndVCPFeatureReply(HANDLE physicalMonitor, BYTE code,
                                             LPDWORD maximum) {
   SIM_RECORD_CALL(GetVCPFeatureAndVCPFeatureReply, physicalMonitor, code, codeType, current,
                   maximum);
-  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor);
+  const std::optional<SimPhysicalMonitor> monitor = resolve(physicalMonitor, "get");
   if (!monitor) {
     return FALSE;
-  }
-  if (const std::optional<DWORD> error = faultOf(monitor->faults, "get")) {
-    return fail(*error);
   }
   if (code != kPowerModeCode) {
     return fail(kVcpNotSupported);

@@ -90,7 +90,7 @@ SimPhysicalMonitor decodePhysical(const Json::Value& value) {
   return monitor;
 }
 
-Json::Value encodeMonitor(const SimMonitor& monitor) {
+Json::Value monitorValue(const SimMonitor& monitor) {
   Json::Value value(Json::objectValue);
   value["faults"] = encodeFaults(monitor.faults);
   value["physical"] = Json::Value(Json::arrayValue);
@@ -163,6 +163,10 @@ const MonitorFaultKind* findMonitorFault(const std::string& word) {
   return nullptr;
 }
 
+std::string encodeMonitor(const SimMonitor& monitor) {
+  return Json::writeString(Json::StreamWriterBuilder(), monitorValue(monitor));
+}
+
 SimPhysicalMonitor defaultPhysicalMonitor(std::size_t number) {
   SimPhysicalMonitor monitor;
   monitor.description = "Simulated Monitor " + std::to_string(number);
@@ -200,7 +204,7 @@ bool updateMonitor(const std::string& display, const std::function<void(SimMonit
   Json::Value store = readStore();
   SimMonitor monitor = monitorOf(store, names, *index);
   change(monitor);
-  store[display] = encodeMonitor(monitor);
+  store[display] = monitorValue(monitor);
   Json::StreamWriterBuilder writer;
   writer["indentation"] = "  ";
   writeMachineFile(kMonitorsFile, Json::writeString(writer, store) + "\n");

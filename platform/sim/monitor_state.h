@@ -69,6 +69,9 @@ std::vector<SimMonitor> loadMonitors();
 // The DDC/CI side of one display (exact name), or none when there is no such display.
 std::optional<SimMonitor> loadMonitor(const std::string& display);
 
+// The JSON text of one display's DDC/CI side, as the machine stores it (without the display name).
+std::string encodeMonitor(const SimMonitor& monitor);
+
 // Read-modify-write of one display's DDC/CI side under the machine lock. False when there is no
 // such display; then `change` is not called and nothing is written.
 bool updateMonitor(const std::string& display, const std::function<void(SimMonitor&)>& change);

@@ -3,10 +3,13 @@
 // anything is written.
 #include "tools/sim/monitor_area.h"
 
+#include <json/reader.h>
+
 #include <algorithm>
 #include <cctype>
 #include <functional>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -218,14 +221,6 @@ std::string faultText(const sim::MonitorFaults& faults) {
   return text.empty() ? "none" : text;
 }
 
-Json::Value faultsJson(const sim::MonitorFaults& faults) {
-  Json::Value value(Json::objectValue);
-  for (const auto& [word, code] : faults) {
-    value[word] = Json::UInt(code);
-  }
-  return value;
-}
-
 bool isDisplayMonitor(const std::string& display) {
   const std::optional<sim::SimDisplay> stored = sim::loadDisplay(display);
   return stored && sim::isDisplayMonitor(*stored);
@@ -289,20 +284,9 @@ class MonitorArea : public SimArea {
     Json::Value list(Json::arrayValue);
     for (const sim::SimMonitor& monitor : sim::loadMonitors()) {
       Json::Value entry;
+      std::istringstream(sim::encodeMonitor(monitor)) >> entry;
       entry["display"] = monitor.display;
       entry["displayMonitor"] = isDisplayMonitor(monitor.display);
-      entry["faults"] = faultsJson(monitor.faults);
-      entry["physical"] = Json::Value(Json::arrayValue);
-      for (const sim::SimPhysicalMonitor& p : monitor.physical) {
-        Json::Value physical;
-        physical["description"] = p.description;
-        physical["powerMode"] = Json::UInt(p.powerMode);
-        physical["powerModeMaximum"] = Json::UInt(p.powerModeMaximum);
-        physical["capabilities"] = p.capabilities;
-        physical["setSticks"] = p.setSticks;
-        physical["faults"] = faultsJson(p.faults);
-        entry["physical"].append(physical);
-      }
       list.append(entry);
     }
     return list;

@@ -18,10 +18,9 @@ namespace {
 
 using testing_support::ProcessResult;
 
-ProcessResult simTool(const std::vector<std::string>& args) {
-  std::vector<std::string> argv{KESTRINE_SIM_EXE};
-  argv.insert(argv.end(), args.begin(), args.end());
-  return testing_support::runProcess(argv);
+ProcessResult simTool(std::vector<std::string> args) {
+  args.insert(args.begin(), KESTRINE_SIM_EXE);
+  return testing_support::runProcess(args);
 }
 
 sim::SimPhysicalMonitor physical(const char* display, std::size_t index = 0) {
