@@ -3,6 +3,7 @@
 #include "blanking/power/power_capabilities.h"
 
 #include <algorithm>
+#include <optional>
 #include <regex>
 
 #include "blanking/power/power_log.h"
@@ -23,6 +24,19 @@ std::uint32_t hexDigitValue(char digit) {
     return static_cast<std::uint32_t>(digit - 'a' + 10);
   }
   return static_cast<std::uint32_t>(digit - 'A' + 10);
+}
+
+// A run of hexadecimal digits as an unsigned 32-bit number; none when the value does not fit,
+// whatever the width of unsigned long on the platform.
+std::optional<std::uint32_t> parseHexToken(const std::string& token) {
+  std::uint64_t value = 0;
+  for (const char digit : token) {
+    value = value * 16 + hexDigitValue(digit);
+    if (value > 0xFFFFFFFFu) {
+      return std::nullopt;
+    }
+  }
+  return static_cast<std::uint32_t>(value);
 }
 
 // The highest value of at most 4 among the hexadecimal tokens of a D6 entry, or 0 for none. A
@@ -46,17 +60,6 @@ PowerStates normalisePowerStates(std::uint32_t current, std::uint32_t maximum) {
     return {kDefaultInitialPowerState, kDefaultBlankingPowerState};
   }
   return {std::min(current, maximum), std::max(current, maximum)};
-}
-
-std::optional<std::uint32_t> parseHexToken(const std::string& token) {
-  std::uint64_t value = 0;
-  for (const char digit : token) {
-    value = value * 16 + hexDigitValue(digit);
-    if (value > 0xFFFFFFFFu) {
-      return std::nullopt;
-    }
-  }
-  return static_cast<std::uint32_t>(value);
 }
 
 std::uint32_t chooseBlankingState(const std::string& capabilities, std::uint32_t fallback,

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "logging/logger.h"
@@ -33,10 +32,6 @@ PowerStates normalisePowerStates(std::uint32_t current, std::uint32_t maximum);
 // what it found at DEBUG.
 std::uint32_t chooseBlankingState(const std::string& capabilities, std::uint32_t fallback,
                                   logging::LoggerBase& logger);
-
-// A run of hexadecimal digits as an unsigned 32-bit number; none when the value does not fit,
-// whatever the width of unsigned long on the platform.
-std::optional<std::uint32_t> parseHexToken(const std::string& token);
 
 }  // namespace power
 }  // namespace velmo

@@ -110,6 +110,9 @@ INSTANTIATE_TEST_SUITE_P(
                  true, 4, 4, 0, nullptr},
         BlankRow{"readFailsOnTheFirst", [] {}, [] { fault(kDisplay1, "get"); }, false, 1, 4, 1,
                  "Failed to read \\\\.\\DISPLAY1 monitor power state!"},
+        // The write succeeds, so the pass does; the next pass finds the monitor on and writes again.
+        BlankRow{"setDoesNotStick", [] {}, [] { both([](auto& m) { m.setSticks = false; }); },
+                 true, 1, 1, 2, "Successfully put monitor \\\\.\\DISPLAY2 to sleep!"},
         BlankRow{"writeFailsOnTheFirst", [] {}, [] { fault(kDisplay1, "set"); }, false, 1, 4, 2,
                  "Failed to put monitor \\\\.\\DISPLAY1 to sleep!"},
         BlankRow{"noPhysicalMonitors",

@@ -92,13 +92,6 @@ INSTANTIATE_TEST_SUITE_P(
         ChooseRow{"largestThatFits", "vcp(D6(FFFFFFFF 01))", "FFFFFFFF 01", 1}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST(ParseHexToken, TakesThirtyTwoBitsWhateverTheWidthOfLong) {
-  EXPECT_EQ(velmo::power::parseHexToken("0"), 0u);
-  EXPECT_EQ(velmo::power::parseHexToken("00000000000000000000004"), 4u);
-  EXPECT_EQ(velmo::power::parseHexToken("ffffffff"), 0xFFFFFFFFu);
-  EXPECT_EQ(velmo::power::parseHexToken("100000000"), std::nullopt);
-}
-
 // Capability strings put together from the pieces that real ones and broken ones are made of.
 std::string randomCapabilities(std::mt19937& random) {
   static const std::array<const char*, 22> kTokens{

@@ -1,14 +1,11 @@
-// kestrine-sim's monitor commands, run as the built program against a fresh machine, and what the
-// sim's dxva2 exports then answer in this process.
+// kestrine-sim's monitor commands, run as the built program against a fresh machine, and the
+// display monitors that the sim then lists in this process.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "platform/errors.h"
-#include "platform/monitor_configuration.h"
 #include "platform/monitors.h"
-#include "platform/sim/dxva2_exports.h"
 #include "platform/sim/machine.h"
 #include "platform/sim/monitor_state.h"
 #include "tests/support/child_process.h"
@@ -25,11 +22,6 @@ ProcessResult simTool(std::vector<std::string> args) {
 
 sim::SimPhysicalMonitor physical(const char* display, std::size_t index = 0) {
   return sim::loadMonitor(display)->physical.at(index);
-}
-
-template <class Fn>
-Fn exported(const char* name) {
-  return reinterpret_cast<Fn>(reinterpret_cast<void (*)()>(sim::dxva2Export(name)));
 }
 
 using MonitorAreaTest = testing_support::SimTest;
@@ -96,68 +88,6 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"monitor", "1", "fault", "set", "31x"},
                       std::vector<std::string>{"monitor", "1", "fault", "clear", "melts"},
                       std::vector<std::string>{"monitor", "1", "wobble"}));
-
-// The physical monitors of the first display monitor, as a program gets them.
-std::vector<HANDLE> physicalMonitorsOfFirstDisplay() {
-  HMONITOR first = nullptr;
-  platform::EnumDisplayMonitors(
-      nullptr, nullptr,
-      [](HMONITOR monitor, HDC, LPRECT, LPARAM data) -> BOOL {
-        *reinterpret_cast<HMONITOR*>(data) = monitor;
-        return FALSE;
-      },
-      reinterpret_cast<LPARAM>(&first));
-  DWORD count = 0;
-  EXPECT_NE(exported<platform::GetNumberOfPhysicalMonitorsFromHMONITORFn>(
-                "GetNumberOfPhysicalMonitorsFromHMONITOR")(first, &count),
-            FALSE);
-  std::vector<PHYSICAL_MONITOR> entries(count);
-  EXPECT_NE(exported<platform::GetPhysicalMonitorsFromHMONITORFn>("GetPhysicalMonitorsFromHMONITOR")(
-                first, count, entries.data()),
-            FALSE);
-  std::vector<HANDLE> handles;
-  for (const PHYSICAL_MONITOR& entry : entries) {
-    handles.push_back(entry.hPhysicalMonitor);
-  }
-  return handles;
-}
-
-DWORD readPowerMode(HANDLE monitor, BOOL& result) {
-  DWORD current = 0;
-  DWORD maximum = 0;
-  result = exported<platform::GetVCPFeatureAndVCPFeatureReplyFn>("GetVCPFeatureAndVCPFeatureReply")(
-      monitor, 0xD6, nullptr, &current, &maximum);
-  return current;
-}
-
-TEST_F(MonitorAreaTest, ExportsActOnWhatAnotherProcessSet) {
-  ASSERT_EQ(simTool({"monitor", "1", "count", "2"}).status, 0);
-  ASSERT_EQ(simTool({"monitor", "1:2", "sticks", "no"}).status, 0);
-  std::vector<HANDLE> handles = physicalMonitorsOfFirstDisplay();
-  ASSERT_EQ(handles.size(), 2u);
-  const auto set = exported<platform::SetVCPFeatureFn>("SetVCPFeature");
-  BOOL result = FALSE;
-  for (HANDLE handle : handles) {
-    EXPECT_NE(set(handle, 0xD6, 4), FALSE) << "a set that does not stick still succeeds";
-  }
-  EXPECT_EQ(readPowerMode(handles[0], result), 4u);
-  EXPECT_EQ(readPowerMode(handles[1], result), 1u);
-  EXPECT_EQ(set(handles[0], 0x10, 50), FALSE) << "only D6 is known";
-
-  // A physical monitor that went away fails its calls; its handle still has to be destroyed.
-  ASSERT_EQ(simTool({"monitor", "1", "count", "1"}).status, 0);
-  readPowerMode(handles[1], result);
-  EXPECT_EQ(result, FALSE);
-  EXPECT_EQ(platform::GetLastError(), 0xC026258Du);
-
-  std::vector<PHYSICAL_MONITOR> entries(handles.size());
-  for (std::size_t i = 0; i < handles.size(); ++i) {
-    entries[i].hPhysicalMonitor = handles[i];
-  }
-  const auto destroy = exported<platform::DestroyPhysicalMonitorsFn>("DestroyPhysicalMonitors");
-  EXPECT_NE(destroy(2, entries.data()), FALSE);
-  EXPECT_EQ(destroy(2, entries.data()), FALSE) << "each handle is destroyed once";
-}
 
 TEST_F(MonitorAreaTest, DisplaysOffOrMirroringAreNoDisplayMonitors) {
   ASSERT_EQ(simTool({"reset", "--displays", "3"}).status, 0);
