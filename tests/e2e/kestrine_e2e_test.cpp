@@ -160,6 +160,18 @@ TEST_F(KestrineEndToEnd, RestoreOfADocumentOverOneMebibyteIsCutAndRejected) {
   EXPECT_NE(restore.error.find("Failed to parse input"), std::string::npos);
 }
 
+TEST_F(KestrineEndToEnd, DocumentNestedBeyondTheParserLimitEndsTheRestoreWithMinusOne) {
+  const std::filesystem::path deep = simRoot / "deep.json";
+  std::ofstream(deep) << std::string(5000, '[') << std::string(5000, ']');
+  auto sender = startPeer({"send", "--in", deep.string()});
+  const ProcessResult restore = tool({"--restore"});
+  EXPECT_EQ(restore.status, 255);
+  EXPECT_NE(restore.error.find("general error: Exceeded stackLimit in readValue()"),
+            std::string::npos)
+      << restore.error;
+  EXPECT_EQ(restore.output.find("Restore action complete"), std::string::npos);
+}
+
 TEST_F(KestrineEndToEnd, PeerBlankHoldsTheDocumentUntilUnblankHasUsedIt) {
   auto peer = [this](std::vector<std::string> args) {
     args.insert(args.begin(), kPeer);
