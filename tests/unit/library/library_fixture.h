@@ -4,7 +4,6 @@
 #pragma once
 
 #include <filesystem>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -14,6 +13,7 @@
 
 #include "platform/sim/library_files.h"
 #include "platform/sim/test_api.h"
+#include "tests/unit/library/message_of.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
 
@@ -22,21 +22,6 @@ namespace library_test {
 // The full path of a System32 library, as the loader reports it.
 inline std::string system32Path(const std::string& name) {
   return (sim::system32Dir() / name).string();
-}
-
-// The text of the exception of type E that `action` throws; any other outcome fails the test.
-template <class E, class F>
-std::string messageOf(F&& action) {
-  try {
-    action();
-  } catch (const E& e) {
-    return e.what();
-  } catch (const std::exception& e) {
-    ADD_FAILURE() << "another exception: " << e.what();
-    return {};
-  }
-  ADD_FAILURE() << "nothing was thrown";
-  return {};
 }
 
 class LibraryTest : public testing_support::SimTest {
