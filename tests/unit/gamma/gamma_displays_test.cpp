@@ -37,12 +37,6 @@ TEST_F(GammaTest, MirroringDriversAreLeftOutAndOtherFlagsIgnored) {
                                                          "\\\\.\\DISPLAY4"}));
 }
 
-TEST_F(GammaTest, NoDisplayDevicesGiveAnEmptyList) {
-  installDisplays({});
-  EXPECT_TRUE(buildDisplayList(log, false).empty());
-  EXPECT_TRUE(log.records().empty());
-}
-
 TEST_F(GammaTest, DisplayWithoutDeviceContextStaysUnsavedAndSilent) {
   changeDisplay(gamma_test::kDisplay1, [](sim::SimDisplay& d) { d.faults.noDeviceContext = true; });
   const std::vector<GammaDisplay> displays = buildDisplayList(log, false);

@@ -132,12 +132,4 @@ TEST_F(GammaTest, FailedReadsAreReportedAtInfoAndDoNotEndTheRun) {
   EXPECT_EQ(log.records().front().resultCode, 0);
 }
 
-TEST_F(GammaTest, RampThatKeepsChangingIsNotSaved) {
-  changeDisplay(gamma_test::kDisplay1, [](sim::SimDisplay& d) { d.faults.changing = true; });
-  const std::shared_ptr<HDC__> context = makeSharedHDC(gamma_test::kDisplay1);
-  GammaRamp ramp{};
-  EXPECT_FALSE(saveInitialGamma(log, context, ramp));
-  EXPECT_EQ(callCount("GetDeviceGammaRamp"), 40u);
-}
-
 }  // namespace

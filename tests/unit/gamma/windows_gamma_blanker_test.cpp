@@ -11,6 +11,7 @@
 #include "platform/displays.h"
 #include "platform/sim/test_api.h"
 #include "tests/unit/gamma/gamma_fixture.h"
+#include "tests/unit/library/message_of.h"
 
 namespace {
 
@@ -47,12 +48,9 @@ std::vector<LogRecord> recordsWith(const testing_support::RecordingLogger& log,
 }
 
 TEST_F(GammaTest, ConstructionNeedsALogger) {
-  try {
-    WindowsGammaBlanker blanker(nullptr, Json::Value(), false);
-    FAIL() << "no exception";
-  } catch (const std::invalid_argument& e) {
-    EXPECT_STREQ(e.what(), "Windows gamma blanker requires a logger");
-  }
+  EXPECT_EQ(library_test::messageOf<std::invalid_argument>(
+                [] { WindowsGammaBlanker blanker(nullptr, Json::Value(), false); }),
+            "Windows gamma blanker requires a logger");
 }
 
 TEST_F(GammaTest, SaveBlankAndRestoreBringTheRampsBack) {
