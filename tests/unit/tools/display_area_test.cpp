@@ -6,18 +6,13 @@
 #include <vector>
 
 #include "platform/sim/display_state.h"
-#include "tests/support/child_process.h"
+#include "tests/unit/tools/sim_tool.h"
 #include "tests/support/sim_test.h"
 
 namespace {
 
 using testing_support::ProcessResult;
-
-ProcessResult simTool(const std::vector<std::string>& args) {
-  std::vector<std::string> argv{KESTRINE_SIM_EXE};
-  argv.insert(argv.end(), args.begin(), args.end());
-  return testing_support::runProcess(argv);
-}
+using tools_test::simTool;
 
 // Everything the machine holds about its displays, as stored.
 std::string machineDisplays() {

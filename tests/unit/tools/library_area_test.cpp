@@ -10,17 +10,16 @@
 #include "platform/sim/dxva2_exports.h"
 #include "platform/sim/library_files.h"
 #include "platform/trust.h"
-#include "tests/support/child_process.h"
+#include "tests/unit/tools/sim_tool.h"
 #include "tests/support/sim_test.h"
 
 namespace {
 
 using testing_support::ProcessResult;
 
-ProcessResult simTool(const std::vector<std::string>& args) {
-  std::vector<std::string> argv{KESTRINE_SIM_EXE, "library"};
-  argv.insert(argv.end(), args.begin(), args.end());
-  return testing_support::runProcess(argv);
+ProcessResult simTool(std::vector<std::string> args) {
+  args.insert(args.begin(), "library");
+  return tools_test::simTool(args);
 }
 
 std::optional<sim::SimLibrary> dxva2() {

@@ -8,17 +8,13 @@
 #include "platform/monitors.h"
 #include "platform/sim/machine.h"
 #include "platform/sim/monitor_state.h"
-#include "tests/support/child_process.h"
+#include "tests/unit/tools/sim_tool.h"
 #include "tests/support/sim_test.h"
 
 namespace {
 
 using testing_support::ProcessResult;
-
-ProcessResult simTool(std::vector<std::string> args) {
-  args.insert(args.begin(), KESTRINE_SIM_EXE);
-  return testing_support::runProcess(args);
-}
+using tools_test::simTool;
 
 sim::SimPhysicalMonitor physical(const char* display, std::size_t index = 0) {
   return sim::loadMonitor(display)->physical.at(index);

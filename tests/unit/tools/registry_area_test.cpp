@@ -11,7 +11,7 @@
 #include "platform/sim/machine.h"
 #include "platform/sim/registry_store.h"
 #include "platform/sim/registry_watch.h"
-#include "tests/support/child_process.h"
+#include "tests/unit/tools/sim_tool.h"
 #include "tests/support/eventually.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
@@ -21,12 +21,7 @@ namespace {
 
 using testing_support::eventually;
 using testing_support::ProcessResult;
-
-ProcessResult simTool(const std::vector<std::string>& args) {
-  std::vector<std::string> argv{KESTRINE_SIM_EXE};
-  argv.insert(argv.end(), args.begin(), args.end());
-  return testing_support::runProcess(argv);
-}
+using tools_test::simTool;
 
 // The stored bytes of a value below HKEY_LOCAL_MACHINE, and its type; empty when absent.
 std::optional<sim::registry::Value> stored(const std::string& key, const std::string& name) {
