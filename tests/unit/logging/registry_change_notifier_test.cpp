@@ -16,6 +16,7 @@
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
 #include "tests/support/virtual_clock.h"
+#include "tests/unit/library/message_of.h"
 #include "tests/unit/logging/registry_values.h"
 
 namespace {
@@ -75,12 +76,7 @@ TEST_P(NotifierRefusesTest, ConstructorThrowsAndLeavesNothingOpen) {
   if (GetParam().prepare) {
     GetParam().prepare();
   }
-  try {
-    makeNotifier();
-    FAIL() << "no exception";
-  } catch (const std::runtime_error& e) {
-    EXPECT_EQ(std::string(e.what()), GetParam().message);
-  }
+  EXPECT_EQ(library_test::messageOf<std::runtime_error>([&] { makeNotifier(); }), GetParam().message);
   EXPECT_TRUE(deliveries().empty());
   EXPECT_TRUE(log.records().empty());
   // SimTest's TearDown checks that no key or event handle stayed open.

@@ -9,6 +9,7 @@
 
 #include "logging/log_time.h"
 #include "tests/support/sim_test.h"
+#include "tests/unit/library/message_of.h"
 #include "tests/unit/logging/log_files.h"
 
 namespace {
@@ -58,12 +59,8 @@ TEST_F(TextFileTest, FailedOpenDropsLinesButKeepsTheCreationTime) {
 }
 
 TEST_F(TextFileTest, EmptyPathIsRefused) {
-  try {
-    velmo::TextFile file("");
-    FAIL() << "no exception";
-  } catch (const std::invalid_argument& e) {
-    EXPECT_STREQ(e.what(), "File path is empty");
-  }
+  EXPECT_EQ(library_test::messageOf<std::invalid_argument>([] { velmo::TextFile file(""); }),
+            "File path is empty");
 }
 
 }  // namespace
