@@ -31,7 +31,7 @@ enum MC_VCP_CODE_TYPE { MC_MOMENTARY, MC_SET_PARAMETER };
 using LPMC_VCP_CODE_TYPE = MC_VCP_CODE_TYPE*;
 
 // Failure of a DDC/CI call on a handle that is not an open physical monitor.
-constexpr DWORD ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE = 0xC0262582u;
+constexpr DWORD ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE = 0xC026258Cu;
 #endif
 
 static_assert(sizeof(PHYSICAL_MONITOR) == sizeof(HANDLE) + 256,

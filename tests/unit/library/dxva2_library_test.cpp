@@ -29,7 +29,7 @@ TEST_F(Dxva2LibraryTest, BindsAllEightAndUnloadsOnceOnDestruction) {
   EXPECT_EQ(count, 0u);
   DWORD length = 0;
   EXPECT_EQ(library->getCapabilitiesStringLength(nullptr, &length), 0);
-  EXPECT_EQ(platform::GetLastError(), 0xC0262582u);
+  EXPECT_EQ(platform::GetLastError(), ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
 
   library.reset();
   EXPECT_EQ(callCount("FreeLibrary"), 2u);
