@@ -15,6 +15,7 @@
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
 #include "tests/support/child_process.h"
+#include "tests/support/pipe_wait.h"
 #include "tests/support/sim_test.h"
 
 namespace {
@@ -50,13 +51,7 @@ class KestrineEndToEnd : public testing_support::SimTest {
   std::unique_ptr<ChildProcess> startPeer(std::vector<std::string> args) {
     args.insert(args.begin(), kPeer);
     auto peer = std::make_unique<ChildProcess>(args, environment);
-    const platform::WideString pipe = velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe");
-    for (int i = 0; i < 500; ++i) {
-      if (platform::WaitNamedPipeW(pipe.c_str(), 10) ||
-          platform::GetLastError() != ERROR_FILE_NOT_FOUND) {
-        break;
-      }
-    }
+    testing_support::waitForPipe();
     return peer;
   }
 

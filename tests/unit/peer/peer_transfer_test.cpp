@@ -12,6 +12,7 @@
 #include "platform/pipes_files.h"
 #include "tests/support/child_process.h"
 #include "tests/support/recording_logger.h"
+#include "tests/support/pipe_wait.h"
 #include "tests/support/sim_test.h"
 #include "tools/peer/document_store.h"
 #include "tools/peer/file_io.h"
@@ -19,6 +20,7 @@
 namespace {
 
 using testing_support::ChildProcess;
+using testing_support::waitForPipe;
 using testing_support::RecordingLogger;
 
 class PeerTransferTest : public testing_support::SimTest {
@@ -27,19 +29,6 @@ class PeerTransferTest : public testing_support::SimTest {
     args.insert(args.begin(), KESTRINE_PEER_PATH);
     return std::make_unique<ChildProcess>(args, std::map<std::string, std::string>{
                                                     {"KESTRINE_SIM_ROOT", simRoot.string()}});
-  }
-
-  // Waits until the peer's pipe has an instance: WaitNamedPipeW fails at once with 2 while
-  // there is none, so this polls without waiting out any timeout.
-  static bool pipeAppears() {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < deadline) {
-      if (platform::WaitNamedPipeW(PLATFORM_WIDE("\\\\.\\pipe\\KestrinePipe"), 1000)) {
-        return true;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return false;
   }
 
   std::unique_ptr<velmo::KestrinePipeClient> connect() {
@@ -68,7 +57,7 @@ TEST_P(RoundTripTest, DocumentGoesToThePeerAndComesBackWhole) {
   const std::string sent = document(GetParam());
   {
     auto peer = startPeer({"receive"});
-    ASSERT_TRUE(pipeAppears());
+    ASSERT_TRUE(waitForPipe());
     connect()->send(sent);  // the client closes when it goes, which ends the document
     const auto result = peer->wait();
     ASSERT_EQ(result.status, 0) << result.error;
@@ -81,7 +70,7 @@ TEST_P(RoundTripTest, DocumentGoesToThePeerAndComesBackWhole) {
   EXPECT_EQ(store().state(), peer::DocumentStore::State::Held);
 
   auto peer = startPeer({"send"});
-  ASSERT_TRUE(pipeAppears());
+  ASSERT_TRUE(waitForPipe());
   const std::string received = connect()->receive();
   const auto result = peer->wait();
   ASSERT_EQ(result.status, 0) << result.error;
@@ -101,7 +90,7 @@ TEST_F(PeerTransferTest, ExplicitFilesReplaceTheStore) {
   const std::string sent = document(5000);
   {
     auto peer = startPeer({"receive", "--out", outFile.string()});
-    ASSERT_TRUE(pipeAppears());
+    ASSERT_TRUE(waitForPipe());
     connect()->send(sent);
     ASSERT_EQ(peer->wait().status, 0);
   }
@@ -109,7 +98,7 @@ TEST_F(PeerTransferTest, ExplicitFilesReplaceTheStore) {
   EXPECT_EQ(store().state(), peer::DocumentStore::State::Empty);
 
   auto peer = startPeer({"send", "--in", outFile.string()});
-  ASSERT_TRUE(pipeAppears());
+  ASSERT_TRUE(waitForPipe());
   EXPECT_EQ(connect()->receive(), sent);
   EXPECT_EQ(peer->wait().status, 0);
 }
@@ -117,7 +106,7 @@ TEST_F(PeerTransferTest, ExplicitFilesReplaceTheStore) {
 TEST_F(PeerTransferTest, PipeOfAKilledPeerIsGone) {
   {
     auto peer = startPeer({"receive"});
-    ASSERT_TRUE(pipeAppears());
+    ASSERT_TRUE(waitForPipe());
   }  // killed with SIGKILL: it never closes its instance
   try {
     connect();
