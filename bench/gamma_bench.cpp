@@ -10,8 +10,8 @@
 
 #include "blanking/gamma/windows_gamma_blanker.h"
 #include "logging/logger.h"
-#include "platform/sim/display_state.h"
-#include "platform/sim/machine.h"
+#include "platform/sim/displays/display_state.h"
+#include "platform/sim/core/machine.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <unistd.h>
 
-#include "platform/sim/handles.h"
-#include "platform/sim/machine.h"
-#include "platform/sim/test_api.h"
+#include "platform/sim/core/handles.h"
+#include "platform/sim/core/machine.h"
+#include "platform/sim/core/test_api.h"
 
 namespace testing_support {
 

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "platform/sim/test_api.h"
+#include "platform/sim/core/test_api.h"
 
 namespace testing_support {
 

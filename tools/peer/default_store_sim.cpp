@@ -1,5 +1,5 @@
 // Sim builds only: the peer's store lives with the simulated machine, in <sim root>/peer.
-#include "platform/sim/machine.h"
+#include "platform/sim/core/machine.h"
 #include "tools/peer/default_store.h"
 
 namespace peer {

@@ -12,7 +12,7 @@
 #include <stdexcept>
 
 #include "blanking/gamma/gamma_ramp.h"
-#include "platform/sim/display_state.h"
+#include "platform/sim/displays/display_state.h"
 #include "tools/sim/display_picture.h"
 
 namespace simtool {

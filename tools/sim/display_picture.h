@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/display_state.h"
+#include "platform/sim/displays/display_state.h"
 
 namespace simtool {
 

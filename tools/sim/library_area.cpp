@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/library_files.h"
+#include "platform/sim/library/library_files.h"
 #include "platform/trust.h"
 #include "tools/sim/library_area.h"
 

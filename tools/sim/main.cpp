@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/machine.h"
+#include "platform/sim/core/machine.h"
 #include "tools/sim/sim_area.h"
 
 namespace {

@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/display_faults.h"
-#include "platform/sim/display_monitors.h"
-#include "platform/sim/display_state.h"
-#include "platform/sim/monitor_state.h"
-#include "platform/sim/utf.h"
+#include "platform/sim/displays/display_faults.h"
+#include "platform/sim/monitors/display_monitors.h"
+#include "platform/sim/displays/display_state.h"
+#include "platform/sim/monitors/monitor_state.h"
+#include "platform/sim/core/utf.h"
 
 namespace simtool {
 namespace {

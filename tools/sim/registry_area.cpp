@@ -10,9 +10,9 @@
 #include <stdexcept>
 
 #include "platform/registry.h"
-#include "platform/sim/machine.h"
-#include "platform/sim/registry_store.h"
-#include "platform/sim/utf.h"
+#include "platform/sim/core/machine.h"
+#include "platform/sim/registry/registry_store.h"
+#include "platform/sim/core/utf.h"
 
 namespace simtool {
 namespace {

@@ -13,7 +13,7 @@
 
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
-#include "platform/sim/test_api.h"
+#include "platform/sim/core/test_api.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
 #include "tests/unit/library/message_of.h"

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "platform/displays.h"
-#include "platform/sim/test_api.h"
+#include "platform/sim/core/test_api.h"
 #include "tests/support/eventually.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/sim/test_api.h"
+#include "platform/sim/core/test_api.h"
 #include "platform/text.h"
 #include "tests/support/sim_test.h"
 

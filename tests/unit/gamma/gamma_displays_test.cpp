@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/test_api.h"
+#include "platform/sim/core/test_api.h"
 #include "tests/unit/gamma/gamma_fixture.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "blanking/gamma/gamma_ramp.h"
-#include "platform/sim/display_state.h"
+#include "platform/sim/displays/display_state.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
 #include "tests/support/virtual_clock.h"

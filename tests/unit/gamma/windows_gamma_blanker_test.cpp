@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/displays.h"
-#include "platform/sim/test_api.h"
+#include "platform/sim/core/test_api.h"
 #include "tests/unit/gamma/gamma_fixture.h"
 #include "tests/unit/library/message_of.h"
 

@@ -11,8 +11,8 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/sim/library_files.h"
-#include "platform/sim/test_api.h"
+#include "platform/sim/library/library_files.h"
+#include "platform/sim/core/test_api.h"
 #include "tests/unit/library/message_of.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"

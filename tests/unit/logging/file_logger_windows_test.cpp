@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "logging/file_log_format.h"
-#include "platform/sim/registry_watch.h"
+#include "platform/sim/registry/registry_watch.h"
 #include "tests/support/eventually.h"
 #include "tests/unit/logging/log_files.h"
 #include "tests/unit/logging/registry_values.h"

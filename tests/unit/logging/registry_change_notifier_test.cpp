@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/events.h"
-#include "platform/sim/registry_watch.h"
-#include "platform/sim/test_api.h"
+#include "platform/sim/registry/registry_watch.h"
+#include "platform/sim/core/test_api.h"
 #include "tests/support/eventually.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"

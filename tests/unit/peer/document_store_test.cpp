@@ -9,8 +9,8 @@
 #include <string>
 
 #include "platform/pipes_files.h"
-#include "platform/sim/test_api.h"
-#include "platform/sim/utf.h"
+#include "platform/sim/core/test_api.h"
+#include "platform/sim/core/utf.h"
 #include "tests/support/sim_test.h"
 #include "tools/peer/peer_error.h"
 

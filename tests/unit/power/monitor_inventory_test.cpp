@@ -8,7 +8,7 @@
 
 #include "blanking/power/monitor_identity.h"
 #include "platform/monitors.h"
-#include "platform/sim/display_state.h"
+#include "platform/sim/displays/display_state.h"
 #include "tests/unit/power/power_blanker_fixture.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/library_files.h"
+#include "platform/sim/library/library_files.h"
 #include "tests/unit/power/power_blanker_fixture.h"
 
 namespace {

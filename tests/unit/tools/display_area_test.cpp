@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/display_state.h"
+#include "platform/sim/displays/display_state.h"
 #include "tests/unit/tools/sim_tool.h"
 #include "tests/support/sim_test.h"
 

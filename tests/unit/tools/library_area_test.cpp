@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/sim/dxva2_exports.h"
-#include "platform/sim/library_files.h"
+#include "platform/sim/monitors/dxva2_exports.h"
+#include "platform/sim/library/library_files.h"
 #include "platform/trust.h"
 #include "tests/unit/tools/sim_tool.h"
 #include "tests/support/sim_test.h"

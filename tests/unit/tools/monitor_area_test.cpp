@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "platform/monitors.h"
-#include "platform/sim/machine.h"
-#include "platform/sim/monitor_state.h"
+#include "platform/sim/core/machine.h"
+#include "platform/sim/monitors/monitor_state.h"
 #include "tests/unit/tools/sim_tool.h"
 #include "tests/support/sim_test.h"
 

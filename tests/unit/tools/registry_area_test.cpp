@@ -8,9 +8,9 @@
 
 #include "logging/registry_change_notifier.h"
 #include "platform/registry.h"
-#include "platform/sim/machine.h"
-#include "platform/sim/registry_store.h"
-#include "platform/sim/registry_watch.h"
+#include "platform/sim/core/machine.h"
+#include "platform/sim/registry/registry_store.h"
+#include "platform/sim/registry/registry_watch.h"
 #include "tests/unit/tools/sim_tool.h"
 #include "tests/support/eventually.h"
 #include "tests/support/recording_logger.h"

@@ -1,0 +1,358 @@
+// Sim only: named pipe ends as kernel objects. Each instance is a listening Unix domain socket
+// registered in the pipe table; a client claims a listening instance under the table's lock and
+// connects to its socket, so two clients never share an instance.
+#include "platform/sim/pipes_files/named_pipe.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "platform/errors.h"
+#include "platform/pipes_files.h"
+#include "platform/sim/pipes_files/byte_stream.h"
+#include "platform/sim/pipes_files/pipe_table.h"
+#include "platform/sim/pipes_files/unix_socket.h"
+
+namespace sim {
+namespace {
+
+// WaitNamedPipeW's wait when neither the caller nor the server gives one, as on Windows.
+constexpr DWORD kFallbackDefaultTimeout = 50;
+constexpr auto kWaitPollInterval = std::chrono::milliseconds(2);
+constexpr std::chrono::microseconds kFlushPollLongest{1000};
+
+BOOL fail(DWORD error) {
+  platform::SetLastError(error);
+  return FALSE;
+}
+
+// The I/O of a connected pipe end; a byte stream over a socket.
+class PipeEnd : public ByteStream {
+ public:
+  PipeEnd(bool mayRead, bool mayWrite) : mayRead(mayRead), mayWrite(mayWrite) {}
+
+  BOOL read(void* buffer, DWORD size, DWORD* done) override {
+    if (!mayRead) {
+      return fail(ERROR_ACCESS_DENIED);
+    }
+    const int fd = connection();
+    if (fd < 0) {
+      return FALSE;
+    }
+    if (size == 0) {
+      return TRUE;
+    }
+    ssize_t received;
+    do {
+      received = ::recv(fd, buffer, size, 0);
+    } while (received < 0 && errno == EINTR);
+    if (received > 0) {
+      *done = static_cast<DWORD>(received);
+      return TRUE;
+    }
+    // End of stream, or the other end went away with data of ours unread: both are a broken pipe.
+    return fail(received == 0 || errno == ECONNRESET ? ERROR_BROKEN_PIPE : ERROR_GEN_FAILURE);
+  }
+
+  BOOL write(const void* buffer, DWORD size, DWORD* done) override {
+    if (!mayWrite) {
+      return fail(ERROR_ACCESS_DENIED);
+    }
+    const int fd = connection();
+    if (fd < 0) {
+      return FALSE;
+    }
+    const char* bytes = static_cast<const char*>(buffer);
+    DWORD written = 0;
+    while (written < size) {
+      // MSG_NOSIGNAL: a closed reader is an error code, never SIGPIPE.
+      const ssize_t sent = ::send(fd, bytes + written, size - written, MSG_NOSIGNAL);
+      if (sent < 0) {
+        if (errno == EINTR) {
+          continue;
+        }
+        *done = written;
+        return fail(errno == EPIPE || errno == ECONNRESET ? ERROR_NO_DATA : ERROR_GEN_FAILURE);
+      }
+      written += static_cast<DWORD>(sent);
+    }
+    *done = written;
+    return TRUE;
+  }
+
+  // Waits until the other end has read everything written here (or has gone away, which
+  // discards what it had not read).
+  BOOL flush() override {
+    if (!mayWrite) {
+      return fail(ERROR_ACCESS_DENIED);
+    }
+    const int fd = connection();
+    if (fd < 0) {
+      return FALSE;
+    }
+    auto pause = std::chrono::microseconds(20);
+    for (;;) {
+      const int unread = unixsocket::unreadByPeer(fd);
+      if (unread < 0) {
+        return fail(ERROR_GEN_FAILURE);
+      }
+      if (unread == 0) {
+        return TRUE;
+      }
+      std::this_thread::sleep_for(pause);
+      pause = std::min(pause * 2, kFlushPollLongest);
+    }
+  }
+
+ protected:
+  // The connected socket, or -1 with the last error set.
+  virtual int connection() = 0;
+
+ private:
+  const bool mayRead;
+  const bool mayWrite;
+};
+
+class PipeClientEnd : public PipeEnd {
+ public:
+  PipeClientEnd(int fd, DWORD access)
+      : PipeEnd((access & GENERIC_READ) != 0, (access & GENERIC_WRITE) != 0), fd(fd) {}
+  ~PipeClientEnd() override { unixsocket::closeFd(fd); }
+
+ protected:
+  int connection() override { return fd; }
+
+ private:
+  int fd;
+};
+
+class PipeServerEnd : public PipeEnd {
+ public:
+  PipeServerEnd(std::string key, int id, DWORD openMode, int livenessFd, int listenFd)
+      : PipeEnd((openMode & PIPE_ACCESS_INBOUND) != 0, (openMode & PIPE_ACCESS_OUTBOUND) != 0),
+        key(std::move(key)), id(id), livenessFd(livenessFd), listenFd(listenFd) {}
+
+  ~PipeServerEnd() override {
+    {
+      PipeTable table;
+      table.removeInstance(key, id);
+    }
+    int fd = connected.exchange(-1);
+    unixsocket::closeFd(fd);
+    unixsocket::closeFd(listenFd);
+    unixsocket::closeFd(livenessFd);
+  }
+
+  BOOL connect() {
+    {
+      std::lock_guard<std::mutex> guard(mutex);
+      if (connected.load() >= 0) {
+        return alreadyConnected(connected.load());
+      }
+      PipeTable table;
+      if (table.state(key, id) == PipeInstanceState::Connected) {
+        const int fd = unixsocket::acceptOne(listenFd, false);
+        if (fd < 0) {
+          return fail(ERROR_GEN_FAILURE);
+        }
+        connected.store(fd);
+        return alreadyConnected(fd);
+      }
+      table.setState(key, id, PipeInstanceState::Listening);
+    }
+    const int fd = unixsocket::acceptOne(listenFd, true);
+    if (fd < 0) {
+      return fail(ERROR_GEN_FAILURE);
+    }
+    std::lock_guard<std::mutex> guard(mutex);
+    connected.store(fd);
+    return TRUE;
+  }
+
+  BOOL disconnect() {
+    std::lock_guard<std::mutex> guard(mutex);
+    PipeTable table;
+    int fd = connected.exchange(-1);
+    if (fd >= 0) {
+      unixsocket::closeFd(fd);
+    } else if (table.state(key, id) == PipeInstanceState::Connected) {
+      // A client that connected before the server took it: drop it from the queue.
+      while ((fd = unixsocket::acceptOne(listenFd, false)) >= 0) {
+        unixsocket::closeFd(fd);
+      }
+    }
+    table.setState(key, id, PipeInstanceState::Disconnected);
+    return TRUE;
+  }
+
+ protected:
+  // A client may connect before ConnectNamedPipe; I/O then takes it, as Windows allows.
+  int connection() override {
+    int fd = connected.load();
+    if (fd >= 0) {
+      return fd;
+    }
+    std::lock_guard<std::mutex> guard(mutex);
+    PipeTable table;
+    switch (table.state(key, id)) {
+      case PipeInstanceState::Connected:
+        fd = unixsocket::acceptOne(listenFd, false);
+        if (fd >= 0) {
+          connected.store(fd);
+          return fd;
+        }
+        fail(ERROR_PIPE_NOT_CONNECTED);
+        return -1;
+      case PipeInstanceState::Listening:
+        fail(ERROR_PIPE_LISTENING);
+        return -1;
+      case PipeInstanceState::Disconnected:
+        break;
+    }
+    fail(ERROR_PIPE_NOT_CONNECTED);
+    return -1;
+  }
+
+ private:
+  // ConnectNamedPipe when a client came first: ERROR_PIPE_CONNECTED, or ERROR_NO_DATA when that
+  // client has already closed its end.
+  static BOOL alreadyConnected(int fd) {
+    return fail(unixsocket::peerClosed(fd) ? ERROR_NO_DATA : ERROR_PIPE_CONNECTED);
+  }
+
+  const std::string key;
+  const int id;
+  int livenessFd;
+  int listenFd;
+  std::atomic<int> connected{-1};
+  std::mutex mutex;
+};
+
+std::shared_ptr<PipeServerEnd> serverEnd(HANDLE handle) {
+  const std::shared_ptr<HandleObject> object = lookupHandle(HandleKind::Kernel, handle);
+  if (!object) {
+    platform::SetLastError(ERROR_INVALID_HANDLE);
+    return nullptr;
+  }
+  auto server = std::dynamic_pointer_cast<PipeServerEnd>(object);
+  if (!server) {
+    platform::SetLastError(ERROR_INVALID_FUNCTION);
+  }
+  return server;
+}
+
+bool clientAccessAllowed(DWORD desiredAccess, DWORD serverOpenMode) {
+  // Data the client reads flows outbound from the server, and the other way round.
+  const bool readOk = !(desiredAccess & GENERIC_READ) || (serverOpenMode & PIPE_ACCESS_OUTBOUND);
+  const bool writeOk = !(desiredAccess & GENERIC_WRITE) || (serverOpenMode & PIPE_ACCESS_INBOUND);
+  return readOk && writeOk;
+}
+
+}  // namespace
+
+HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInstances,
+                          DWORD defaultTimeout) {
+  PipeTable table;
+  const std::vector<int> live = table.liveInstances(key);
+  if (!live.empty()) {
+    // The first instance fixes the access and the limit; later ones may differ in the rest.
+    const std::optional<PipeSettings> settings = table.settings(key);
+    if (!settings || settings->openMode != openMode) {
+      fail(ERROR_ACCESS_DENIED);
+      return INVALID_HANDLE_VALUE;
+    }
+    if (settings->maxInstances != PIPE_UNLIMITED_INSTANCES &&
+        live.size() >= settings->maxInstances) {
+      fail(ERROR_PIPE_BUSY);
+      return INVALID_HANDLE_VALUE;
+    }
+  }
+  int livenessFd = -1;
+  const int id = table.addInstance(key, PipeSettings{openMode, maxInstances, defaultTimeout},
+                                   livenessFd);
+  const int listenFd = unixsocket::listenAt(table.socketPath(key, id));
+  if (listenFd < 0) {
+    table.removeInstance(key, id);
+    unixsocket::closeFd(livenessFd);
+    fail(ERROR_GEN_FAILURE);
+    return INVALID_HANDLE_VALUE;
+  }
+  // A fresh instance accepts a client before ConnectNamedPipe, as on Windows.
+  table.setState(key, id, PipeInstanceState::Listening);
+  return insertHandle(HandleKind::Kernel,
+                      std::make_shared<PipeServerEnd>(key, id, openMode, livenessFd, listenFd));
+}
+
+HANDLE openPipeClient(const std::string& key, DWORD desiredAccess) {
+  PipeTable table;
+  const std::vector<int> live = table.liveInstances(key);
+  if (live.empty()) {
+    fail(ERROR_FILE_NOT_FOUND);
+    return INVALID_HANDLE_VALUE;
+  }
+  const std::optional<PipeSettings> settings = table.settings(key);
+  if (!settings || !clientAccessAllowed(desiredAccess, settings->openMode)) {
+    fail(ERROR_ACCESS_DENIED);
+    return INVALID_HANDLE_VALUE;
+  }
+  for (const int id : live) {
+    if (table.state(key, id) != PipeInstanceState::Listening) {
+      continue;
+    }
+    const int fd = unixsocket::connectTo(table.socketPath(key, id));
+    if (fd >= 0) {
+      table.setState(key, id, PipeInstanceState::Connected);
+      platform::SetLastError(ERROR_SUCCESS);
+      return insertHandle(HandleKind::Kernel, std::make_shared<PipeClientEnd>(fd, desiredAccess));
+    }
+  }
+  fail(ERROR_PIPE_BUSY);
+  return INVALID_HANDLE_VALUE;
+}
+
+BOOL waitForPipeInstance(const std::string& key, DWORD timeout) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point start = Clock::now();
+  for (bool first = true;; first = false) {
+    {
+      PipeTable table;
+      const std::vector<int> live = table.liveInstances(key);
+      if (live.empty()) {
+        return fail(ERROR_FILE_NOT_FOUND);
+      }
+      for (const int id : live) {
+        if (table.state(key, id) == PipeInstanceState::Listening) {
+          return TRUE;
+        }
+      }
+      if (first && timeout == NMPWAIT_USE_DEFAULT_WAIT) {
+        const std::optional<PipeSettings> settings = table.settings(key);
+        timeout = settings && settings->defaultTimeout ? settings->defaultTimeout
+                                                       : kFallbackDefaultTimeout;
+      }
+    }
+    const auto waited = Clock::now() - start;
+    if (timeout != NMPWAIT_WAIT_FOREVER && waited >= std::chrono::milliseconds(timeout)) {
+      return fail(ERROR_SEM_TIMEOUT);
+    }
+    std::this_thread::sleep_for(kWaitPollInterval);
+  }
+}
+
+BOOL connectPipeInstance(HANDLE server) {
+  const std::shared_ptr<PipeServerEnd> end = serverEnd(server);
+  return end ? end->connect() : FALSE;
+}
+
+BOOL disconnectPipeInstance(HANDLE server) {
+  const std::shared_ptr<PipeServerEnd> end = serverEnd(server);
+  return end ? end->disconnect() : FALSE;
+}
+
+}  // namespace sim
