@@ -11,6 +11,7 @@ usage: bench/wine_save_restore_bench.py [SIM_BUILD_DIR] [WINDOWS_BUILD_DIR] [--r
 Uses $DISPLAY if set, else starts Xorg with tests/wine/xorg-dummy.sh for the run and stops it.
 Wine runs in $WINEPREFIX (default build/wine-prefix) with a wineserver kept up for the runs.
 """
+import argparse
 import os
 import statistics
 import subprocess
@@ -67,13 +68,14 @@ def start_x(state):
 
 
 def main():
-    args = [a for a in sys.argv[1:] if not a.startswith("--")]
-    runs = 5
-    if "--runs" in sys.argv:
-        runs = int(sys.argv[sys.argv.index("--runs") + 1])
-        args = [a for a in args if a != str(runs)]
-    sim_bin = os.path.join(args[0] if args else "build/release", "bin")
-    win_bin = os.path.join(args[1] if len(args) > 1 else "build/windows", "bin")
+    parser = argparse.ArgumentParser(description="Save and restore under Wine on X and on the sim")
+    parser.add_argument("sim_build", nargs="?", default="build/release")
+    parser.add_argument("windows_build", nargs="?", default="build/windows")
+    parser.add_argument("--runs", type=int, default=5)
+    args = parser.parse_args()
+    runs = args.runs
+    sim_bin = os.path.join(args.sim_build, "bin")
+    win_bin = os.path.join(args.windows_build, "bin")
     with tempfile.TemporaryDirectory(prefix="kestrine-wine-bench-") as work:
         env = dict(os.environ)
         env.setdefault("WINEPREFIX", os.path.join(ROOT, "build", "wine-prefix"))
