@@ -49,7 +49,7 @@ start() {
     echo "$pid" >"$state/xorg.pid"
     for _ in $(seq 100); do
         if ! kill -0 "$pid" 2>/dev/null; then
-            echo "Xorg :$n exited at start: $(grep -m1 -E '^\(EE\)|Fatal' "$state/xorg.log" "$state/xorg.out" 2>/dev/null)"
+            echo "Xorg :$n exited at start: $(cat "$state/xorg.out" "$state/xorg.log" 2>/dev/null | grep -m1 -E '^\(EE\) [^ ]')"
             rm -f "$state/xorg.pid"
             return 1
         fi
