@@ -20,6 +20,8 @@ stop() {
     local pid
     pid=$(cat "$state/xorg.pid" 2>/dev/null) || return 0
     rm -f "$state/xorg.pid"
+    # A pid file left by a run that was killed may name another process by now.
+    [[ $(cat "/proc/$pid/comm" 2>/dev/null) == Xorg ]] || return 0
     kill "$pid" 2>/dev/null || return 0
     for _ in $(seq 50); do
         kill -0 "$pid" 2>/dev/null || return 0
