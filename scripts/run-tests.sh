@@ -128,7 +128,26 @@ stop_wine() {
         wine_server_up=0
     fi
 }
-trap stop_wine EXIT
+
+# An X server with the dummy video driver gives Wine displays with gamma ramps; without it the
+# display checks skip, saying why (tests/wine/xorg-dummy.sh).
+xorg_state=$build_root/xorg
+stop_xorg() { bash tests/wine/xorg-dummy.sh stop "$xorg_state"; }
+start_xorg() {
+    local out
+    if out=$(bash tests/wine/xorg-dummy.sh start "$xorg_state"); then
+        export DISPLAY=${out##*DISPLAY=}
+        unset KESTRINE_DISPLAY_SKIP
+        note "Xorg (dummy driver) on display $DISPLAY: $(DISPLAY=$DISPLAY xrandr | grep -c ' connected') outputs"
+    else
+        unset DISPLAY
+        export KESTRINE_DISPLAY_SKIP="Xorg could not start: $out"
+        note "display checks skipped: $KESTRINE_DISPLAY_SKIP"
+    fi
+}
+trap 'stop_wine; stop_xorg' EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
 
 # Starts a persistent wineserver on the private prefix and creates the prefix on first use, so
 # that no test waits for Wine's background processes (they hold the output pipe of the first
@@ -155,12 +174,14 @@ if [[ ${KESTRINE_WINDOWS:-1} != 0 ]]; then
             -DKESTRINE_WINDOWS_DEPS="$deps_prefix" &&
         step "build windows" cmake --build "$windows_dir" --parallel "$jobs"; then
         section "Windows tests under Wine"
+        start_xorg
         if step "start Wine" start_wine; then
             # One at a time: under Wine every test process shares one machine (registry keys,
             # pipe names), where on the sim each has a root of its own.
             run_ctest windows "$windows_dir" 1
         fi
         stop_wine
+        stop_xorg
     fi
 fi
 

@@ -17,6 +17,8 @@ packages=(
     g++-mingw-w64-x86-64 dpkg-dev
     # Windows programs under Wine
     wine wine64
+    # An X server with gamma ramps for the Windows display checks under Wine (dummy video driver)
+    xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils
 )
 
 say() { printf '[setup] %s\n' "$*"; }

@@ -9,6 +9,11 @@ here=$(CDPATH='' cd -- "$(dirname -- "$0")" && pwd)
 : "${WINEDEBUG:=-all}"
 : "${WINEDLLOVERRIDES:=winedbg.exe=d;mscoree=d;mshtml=d}"
 export WINEPREFIX WINEDEBUG WINEDLLOVERRIDES
+# Without an X server Wine has no display driver: display checks that need one skip, saying why.
+if [ -z "${DISPLAY:-}" ]; then
+    : "${KESTRINE_DISPLAY_SKIP:=no X server (DISPLAY is not set), so Wine has no display driver}"
+    export KESTRINE_DISPLAY_SKIP
+fi
 loader=${KESTRINE_WINE_LOADER:-/usr/lib/wine/wine64}
 if [ ! -x "$loader" ]; then
     echo "wine-run.sh: $loader not found (install the packages wine and wine64)" >&2

@@ -2,8 +2,11 @@
 # The Windows build end to end under Wine: kestrine.exe against kestrine-peer.exe over the real
 # named pipe, the exit statuses, the document's form, the log file with the rotation time read
 # from Wine's registry, and the loader refusing Wine's unsigned dxva2.dll.
-# Wine has no gamma support without an X server, so every ramp read and write fails here: the
-# scenario checks that the program says so and goes on, not that a display changed.
+# With an X server ($DISPLAY, tests/wine/xorg-dummy.sh) the displays are its outputs: the save
+# reads the screen's ramps, Wine refuses the all-zero ramp so every blank pass fails, the restore
+# validates word for word, and a save after a change of the screen's gamma records it. Without one
+# Wine has no gamma support, every ramp read and write fails, and the scenario checks that the
+# program says so and goes on; the display checks are then reported as skipped (status 77).
 #   tests/wine/wine_scenario.sh BIN_DIR
 set -uo pipefail
 
@@ -11,8 +14,19 @@ bin=$1
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 run="$here/../../scripts/wine-run.sh"
 work=$(mktemp -d /tmp/kestrine-wine-XXXXXX)
-trap 'rm -rf "$work"' EXIT
+xorg="$here/xorg-dummy.sh"
 failures=0
+if [[ -n ${DISPLAY:-} ]] && xrandr >/dev/null 2>&1; then
+    displays=$(xrandr | grep -c ' connected')
+    echo "X server $DISPLAY with $displays outputs"
+    bash "$xorg" gamma 1:1:1 >/dev/null
+    trap 'bash "$xorg" gamma 1:1:1 >/dev/null; rm -rf "$work"' EXIT
+else
+    displays=0
+    skipped=${KESTRINE_DISPLAY_SKIP:-no X server (DISPLAY is not set)}
+    echo "skipped: the display checks on an X server: $skipped"
+    trap 'rm -rf "$work"' EXIT
+fi
 
 check() {  # check DESCRIPTION COMMAND...
     if "${@:2}"; then echo "ok   $1"; else echo "FAIL $1"; failures=$((failures + 1)); fi
@@ -56,24 +70,43 @@ if [[ -n $log ]]; then
     check "it opens with the header" test "$(head -c 6 "$work/save.log")" = "Thread"
     check "the rotation time came from the registry" contains "$work/save.log" "Setting log rotation time to: 5 mins"
     check "Wine's dxva2.dll is refused" contains "$work/save.log" "failed to load dxva2 library: "
-    check "ramp reads fail and are said to" contains "$work/save.log" "GetDeviceGammaRamp() FAILED"
+    if [[ $displays -eq 0 ]]; then
+        check "ramp reads fail and are said to" contains "$work/save.log" "GetDeviceGammaRamp() FAILED"
+    else
+        check "no ramp read fails" test "$(grep -c 'GetDeviceGammaRamp() FAILED' "$work/save.log")" = 0
+        check "the all-zero ramp is refused on \\\\.\\DISPLAY1" contains "$work/save.log" "Failed to set gamma ramp for \\\\.\\DISPLAY1 display"
+        check "and the pass says so" contains "$work/save.log" "Failed to set blanking gamma ramps for one or more displays"
+    fi
     check "the blank request fails and is said to" contains "$work/save.log" "Request to blank failed"
     check "the action completes" contains "$work/save.log" "Kestrine action successful, closing utility"
 fi
-check "the document has its form" python3 - "$work/store/document.json" <<'PY'
+# document_holds WHAT: the held document has its form and records WHAT: "linear" (no ramp could be
+# read), "identity" (the screen's ramp at gamma 1) or "gamma" (green at gamma 1, red and blue not).
+document_holds() {
+    python3 - "$work/store/document.json" "$1" "$displays" <<'PY'
 import json, sys
+what, displays = sys.argv[2], int(sys.argv[3])
 text = open(sys.argv[1], encoding="ascii").read()
 assert text.startswith("{") and text.endswith("}\n") and not text.endswith("\n\n"), "framing"
 assert "\t\"GammaBlanking\" : \n" in text, "styled writer"
 doc = json.loads(text)
 assert list(doc) == ["GammaBlanking"], doc.keys()
+assert displays == 0 or len(doc["GammaBlanking"]) == displays, len(doc["GammaBlanking"])
 for display in doc["GammaBlanking"]:
     assert display["initialGammasSaved"] is True
     ramp = display["initialGammas"]
     for channel in ("red", "green", "blue"):
-        # Every read failed on an untouched buffer: the linear ramp was saved instead.
-        assert ramp[channel] == [255 * i for i in range(256)], channel
+        # linear: every read failed on an untouched buffer, so the linear ramp was saved instead.
+        identity = [(255 if what == "linear" else 257) * i for i in range(256)]
+        same = ramp[channel] == identity
+        assert same == (what != "gamma" or channel == "green"), (channel, ramp[channel][:8])
 PY
+}
+if [[ $displays -eq 0 ]]; then
+    check "the document has its form and the linear ramp" document_holds linear
+else
+    check "the document has its form and the screen's identity ramps" document_holds identity
+fi
 
 echo "== restore through the peer"
 wine reg delete "$key" /f >/dev/null 2>&1
@@ -82,18 +115,35 @@ log=$(ls "$logs"/restore_*.txt 2>/dev/null | head -n 1)
 if [[ -n $log ]]; then
     tr -d '\r' <"$log" >"$work/restore.log"
     check "without the key the log says so" contains "$work/restore.log" "Failed to open registry key: SOFTWARE\\Norvalis\\VelmoAgent"
-    for attempt in 0 1 2 3 4; do
-        check "restore attempt $attempt is logged" contains "$work/restore.log" "Failed to restore device gamma ramp! (attempt = $attempt)"
-    done
+    if [[ $displays -eq 0 ]]; then
+        for attempt in 0 1 2 3 4; do
+            check "restore attempt $attempt is logged" contains "$work/restore.log" "Failed to restore device gamma ramp! (attempt = $attempt)"
+        done
+    else
+        check "every display is restored and validated at the first attempt" test \
+            "$(grep -c 'Restored initial device gamma ramps and successfully validated restoration' "$work/restore.log")" = "$displays"
+        check "no restore attempt fails" test "$(grep -c 'Failed to restore' "$work/restore.log")" = 0
+    fi
     check "the restore action completes" contains "$work/restore.log" "Restore action complete"
 else
     check "a restore log file was written" false
 fi
 check "the document was served" test "$(cat "$work/store/document.state")" = served
 
+if [[ $displays -ne 0 ]]; then
+    echo "== save after the screen's gamma is set to 0.8:1:1.2"
+    bash "$xorg" gamma 0.8:1:1.2 >/dev/null
+    check "peer blank gives 0" test "$(status_of kestrine-peer.exe blank --store "$store")" = 0
+    check "the document differs from the identity in red and blue only" document_holds gamma
+fi
+
 echo
 if [[ $failures -ne 0 ]]; then
     echo "$failures checks failed"
     exit 1
+fi
+if [[ $displays -eq 0 ]]; then
+    echo "all checks passed; skipped the display checks on an X server: $skipped"
+    exit 77
 fi
 echo "all checks passed"
