@@ -205,15 +205,6 @@ TEST_F(PowerBlankerTest, RestoreOfAGoneMonitorFailsFiveTimesWhileTheOthersComeBa
   EXPECT_EQ(root.messages().back(), "Failed to restore all DPMS monitor states");
 }
 
-TEST_F(PowerBlankerTest, RestoreFromADocumentWithoutMonitorsAsksNothing) {
-  ScreenBlanker::setOption(0, true);
-  make(R"({"initialMonitors": []})");
-  sim::test::clearCalls();
-  EXPECT_TRUE(Access::restore(*blanker));
-  EXPECT_EQ(calls("GetVCPFeatureAndVCPFeatureReply"), 0u);
-  EXPECT_EQ(calls("SetVCPFeature"), 0u);
-}
-
 TEST_F(PowerBlankerTest, DocumentCarriesTheSnapshotToARestoreRun) {
   std::string document;
   {

@@ -71,25 +71,17 @@ INSTANTIATE_TEST_SUITE_P(
         ChooseRow{"lowerCaseWithBlank", "vcp(d6 (04))", "04", 4},
         ChooseRow{"blanksInside", "vcp(D6( 1 4 ))", " 1 4 ", 4},
         ChooseRow{"aboveFourSkipped", "vcp(D6(0A 03))", "0A 03", 3},
-        ChooseRow{"onlyOn", "vcp(D6(01))", "01", 1},
-        ChooseRow{"leadingZeros", "vcp(D6(000000004))", "000000004", 4},
         ChooseRow{"firstEntryOnly", "vcp(D6(01 02) D6(04))", "01 02", 2},
         ChooseRow{"entryWithoutList", "vcp(D6 D6(03))", "03", 3},
         ChooseRow{"entryWithLetters", "vcp(D6(xy) D6(02))", "02", 2},
         ChooseRow{"onlyFive", "vcp(D6(05))", "05", kFallback},
-        ChooseRow{"onlyZero", "vcp(D6(00))", "00", kFallback},
         ChooseRow{"emptyList", "vcp(D6())", "", kFallback},
         ChooseRow{"noParentheses", "vcp(D6 DF)", std::nullopt, kFallback},
         ChooseRow{"noWordBoundary", "vcp(AD6(01 04))", std::nullopt, kFallback},
         ChooseRow{"hexPrefix", "vcp(D6(0x04))", std::nullopt, kFallback},
-        ChooseRow{"tabSeparated", "vcp(D6(01\t04))", std::nullopt, kFallback},
-        ChooseRow{"empty", "", std::nullopt, kFallback},
         ChooseRow{"withTerminator", std::string("vcp(D6(02))\0", 12), "02", 2},
         // Tokens too large for 32 bits are above 4 like any other large value: skipped.
-        ChooseRow{"tooLargeSkipped", "vcp(D6(100000004 03))", "100000004 03", 3},
-        ChooseRow{"onlyTooLarge", "vcp(D6(123456789ABCDEF01234))", "123456789ABCDEF01234",
-                  kFallback},
-        ChooseRow{"largestThatFits", "vcp(D6(FFFFFFFF 01))", "FFFFFFFF 01", 1}),
+        ChooseRow{"tooLargeSkipped", "vcp(D6(100000004 03))", "100000004 03", 3}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // Capability strings put together from the pieces that real ones and broken ones are made of.
