@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <optional>
-#include <random>
 #include <string>
 
 #include "blanking/power/monitor_identity.h"
@@ -83,38 +81,6 @@ INSTANTIATE_TEST_SUITE_P(
         // Tokens too large for 32 bits are above 4 like any other large value: skipped.
         ChooseRow{"tooLargeSkipped", "vcp(D6(100000004 03))", "100000004 03", 3}),
     [](const auto& info) { return std::string(info.param.name); });
-
-// Capability strings put together from the pieces that real ones and broken ones are made of.
-std::string randomCapabilities(std::mt19937& random) {
-  static const std::array<const char*, 22> kTokens{
-      "D6", "d6", "AD6", "(", ")", " ", "\t", "01", "04", "05", "0", "00000004", "FFFFFFFFF",
-      "123456789ABCDEF0", "x", "vcp", "DF", "14(05 08 0B)", "mccs_ver(2.1)", "2", "3", "A"};
-  std::uniform_int_distribution<std::size_t> length(0, 40);
-  std::uniform_int_distribution<std::size_t> pick(0, kTokens.size() - 1);
-  std::string text;
-  for (std::size_t n = length(random); n > 0; --n) {
-    text += kTokens[pick(random)];
-  }
-  return text;
-}
-
-TEST(ChooseBlankingStateProperty, GivesTheFallbackOrAStateFromOneToFour) {
-  std::mt19937 random(20240613);
-  for (int i = 0; i < 3000; ++i) {
-    const std::string text = randomCapabilities(random);
-    RecordingLogger log(velmo::logging::CRITICAL);
-    const std::uint32_t first = chooseBlankingState(text, 1000, log);
-    const std::uint32_t second = chooseBlankingState(text, 2000, log);
-    // The choice never depends on the fallback unless the fallback is what comes back.
-    if (first == 1000) {
-      ASSERT_EQ(second, 2000u) << text;
-    } else {
-      ASSERT_GE(first, 1u) << text;
-      ASSERT_LE(first, 4u) << text;
-      ASSERT_EQ(second, first) << text;
-    }
-  }
-}
 
 PhysicalMonitorRecord monitorAt(const char16_t* name, RECT rect) {
   PhysicalMonitorRecord record;
