@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -16,6 +15,7 @@
 #include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
 #include "tests/support/virtual_clock.h"
+#include "tests/unit/gamma/gamma_fixture.h"
 
 namespace {
 
@@ -25,25 +25,8 @@ using testing_support::RecordingLogger;
 using velmo::logging::ERROR;
 using velmo::logging::kUnexpectedFailure;
 
-using Ramp = std::array<WORD, 768>;
-
-Ramp readRamp(const char* display) {
-  Ramp ramp{};
-  HDC dc = platform::CreateDCA("DISPLAY", display, nullptr, nullptr);
-  EXPECT_NE(dc, nullptr);
-  EXPECT_NE(platform::GetDeviceGammaRamp(dc, ramp.data()), 0);
-  platform::DeleteDC(dc);
-  return ramp;
-}
-
-bool isDark(const Ramp& ramp) {
-  for (WORD word : ramp) {
-    if (word != 0) {
-      return false;
-    }
-  }
-  return true;
-}
+// Whether the machine holds the all-zero ramp for the display now.
+bool isDark(const char* display) { return gamma_test::isDark(sim::loadDisplay(display)->ramp); }
 
 // Counts SetDeviceGammaRamp calls and fails them while `failSets` is true.
 struct SetRampProbe {
@@ -90,8 +73,8 @@ TEST_F(WindowsScreenBlankerTest, BlankThatSucceedsReturnsAtOnceAndStaysInForce) 
   EXPECT_LT(std::chrono::steady_clock::now() - start, 900ms);
   EXPECT_TRUE(log->contains("Request to blank succeeded"));
   EXPECT_EQ(blanker->getCurrentMethods(), 3u);
-  EXPECT_TRUE(isDark(readRamp("\\\\.\\DISPLAY1")));
-  EXPECT_TRUE(isDark(readRamp("\\\\.\\DISPLAY2")));
+  EXPECT_TRUE(isDark("\\\\.\\DISPLAY1"));
+  EXPECT_TRUE(isDark("\\\\.\\DISPLAY2"));
 
   // A blank in force is applied again on every pass, so a display that came back goes dark.
   SetRampProbe probe;
@@ -99,7 +82,7 @@ TEST_F(WindowsScreenBlankerTest, BlankThatSucceedsReturnsAtOnceAndStaysInForce) 
 
   blanker.reset();
   EXPECT_EQ(log->count("Windows screen blanking ended"), 1u);
-  EXPECT_TRUE(isDark(readRamp("\\\\.\\DISPLAY1"))) << "destruction must leave the displays dark";
+  EXPECT_TRUE(isDark("\\\\.\\DISPLAY1")) << "destruction must leave the displays dark";
 }
 
 TEST_F(WindowsScreenBlankerTest, BlankThatNeverSucceedsFailsAtTheLimitAndGoesIdle) {
@@ -115,7 +98,7 @@ TEST_F(WindowsScreenBlankerTest, BlankThatNeverSucceedsFailsAtTheLimitAndGoesIdl
   EXPECT_LE(passes, 12);
   std::this_thread::sleep_for(300ms);
   EXPECT_LE(probe.calls.load() / 2, passes + 1) << "the worker must go idle after giving up";
-  EXPECT_FALSE(isDark(readRamp("\\\\.\\DISPLAY1")));
+  EXPECT_FALSE(isDark("\\\\.\\DISPLAY1"));
 }
 
 TEST_F(WindowsScreenBlankerTest, BlankThatLaterFailsEndsTheBlankWithoutRetrying) {
@@ -181,7 +164,7 @@ TEST_F(WindowsScreenBlankerTest, SavedDocumentIsOneGammaObjectEndingInOneLineFee
   EXPECT_EQ(document.back(), '\n');
   EXPECT_NE(document[document.size() - 2], '\n');
   EXPECT_EQ(document.find("initialMonitors"), std::string::npos);
-  EXPECT_TRUE(isDark(readRamp("\\\\.\\DISPLAY2")));
+  EXPECT_TRUE(isDark("\\\\.\\DISPLAY2"));
   ScreenBlanker::setOption(0, true);
   EXPECT_EQ(makeBlanker(document)->getSavedDisplayStates(), document);
 }
