@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test:
 #   1. the Linux debug build (sim): every ctest test (unit, conformance, e2e);
-#   2. the unit tests under AddressSanitizer+UBSan and under ThreadSanitizer;
-#   3. the Windows cross build: every ctest test of its build directory (conformance checks,
+#   2. the Linux release build in full (tests and benchmarks at -O3): every ctest test;
+#   3. the unit tests under AddressSanitizer+UBSan (built with clang, so that clang builds every
+#      target too) and under ThreadSanitizer (GCC);
+#   4. the Windows cross build: every ctest test of its build directory (conformance checks,
 #      Windows scenarios) under Wine, with a private Wine prefix.
 # Goes on after a failed section where it can, exits non-zero if anything failed, and ends with
 # the line "N passed, N failed" (tests over all ctest runs; a failed set-up, configure or
@@ -112,6 +114,8 @@ fi
 
 # --- Linux ---------------------------------------------------------------------------------------
 linux_suite debug
+# The optimiser's warnings (GCC at -O3) only show in a release build; its tests take seconds.
+linux_suite release
 
 if [[ ${KESTRINE_SANITIZERS:-1} != 0 ]]; then
     ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1} \

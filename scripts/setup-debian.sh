@@ -11,6 +11,8 @@ set -euo pipefail
 packages=(
     # Linux build and tests
     cmake ninja-build g++ pkg-config python3
+    # the asan build and the clang-debug preset
+    clang
     libgtest-dev libgmock-dev libbenchmark-dev
     libtclap-dev libjsoncpp-dev libfmt-dev libpng-dev libspdlog-dev
     # Windows cross build: compiler, and dpkg-source for the libraries built from source packages

@@ -112,8 +112,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         OpenCase{"BusyEveryTime", {231, 231, 231, 231, 231}, FALSE, 5,
                  "Failed to create kestrine pipe client after 5 attempts"},
-        OpenCase{"BusyEveryTimeThoughWaitsSucceed", {231, 231, 231, 231, 231}, TRUE, 5,
-                 "Failed to create kestrine pipe client after 5 attempts"},
         OpenCase{"NoPeer", {2}, FALSE, 0, "Unable to open pipe client with error code 2"},
         OpenCase{"BusyThenGone", {231, 2}, FALSE, 1,
                  "Unable to open pipe client with error code 2"},
@@ -131,66 +129,56 @@ TEST_F(PipeClientTest, RefusesANullLogger) {
 
 // ---- writePipeMessage ----
 
-class WritePipeTest : public testing_support::SimTest {
- protected:
-  // Records each WriteFile; the call numbered `failAt` (from 0) fails with `error`.
-  void scriptWrites(std::size_t failAt = SIZE_MAX, DWORD error = 0) {
-    hook.emplace(&platform::WriteFile, "WriteFile",
-                 [this, failAt, error](HANDLE h, LPCVOID data, DWORD size, LPDWORD done,
-                                       LPOVERLAPPED overlapped) -> std::optional<BOOL> {
-                   EXPECT_EQ(h, fakeHandle());
-                   EXPECT_EQ(overlapped, nullptr);
-                   if (sizes.size() == failAt) {
-                     sizes.push_back(size);
-                     sim::setLastError(error);
-                     return FALSE;
-                   }
-                   sizes.push_back(size);
-                   written.append(static_cast<const char*>(data), size);
-                   *done = size;
-                   return TRUE;
-                 });
-  }
-
-  std::optional<ScopedHook> hook;
-  std::vector<DWORD> sizes;
-  std::string written;
-  RecordingLogger logger;
+// The WriteFile call numbered `failAt` (from 0) fails with ERROR_NO_DATA.
+struct WriteRow {
+  std::size_t size;
+  std::size_t failAt;
+  std::vector<DWORD> sizes;  // of every WriteFile call
 };
 
-class WriteChunkingTest : public WritePipeTest,
-                          public ::testing::WithParamInterface<std::pair<std::size_t, std::vector<DWORD>>> {};
+class WritePipeTest : public testing_support::SimTest,
+                      public ::testing::WithParamInterface<WriteRow> {};
 
-TEST_P(WriteChunkingTest, WritesFullChunksOf1024ThenTheRest) {
-  const auto& [size, expectedSizes] = GetParam();
-  std::string message(size, 'x');
-  for (std::size_t i = 0; i < size; ++i) {
+TEST_P(WritePipeTest, WritesChunksOf1024AndStopsAtAFailedOne) {
+  const WriteRow& row = GetParam();
+  std::string message(row.size, 'x');
+  for (std::size_t i = 0; i < row.size; ++i) {
     message[i] = static_cast<char>('A' + i % 53);
   }
-  scriptWrites();
-  EXPECT_TRUE(velmo::writePipeMessage(logger, scriptedPipe(), message));
-  EXPECT_EQ(sizes, expectedSizes);
-  EXPECT_EQ(written, message);
-  EXPECT_TRUE(logger.records().empty());
+  std::vector<DWORD> sizes;
+  std::string written;
+  ScopedHook hook(&platform::WriteFile, "WriteFile",
+                  [&](HANDLE h, LPCVOID data, DWORD size, LPDWORD done,
+                      LPOVERLAPPED overlapped) -> std::optional<BOOL> {
+                    EXPECT_TRUE(h == fakeHandle() && overlapped == nullptr);
+                    sizes.push_back(size);
+                    if (sizes.size() == row.failAt + 1) {
+                      sim::setLastError(ERROR_NO_DATA);
+                      return FALSE;
+                    }
+                    written.append(static_cast<const char*>(data), size);
+                    *done = size;
+                    return TRUE;
+                  });
+  RecordingLogger logger;
+  const bool fails = row.failAt < row.sizes.size();
+  EXPECT_EQ(velmo::writePipeMessage(logger, scriptedPipe(), message), !fails);
+  EXPECT_EQ(sizes, row.sizes);
+  EXPECT_EQ(countLevel(logger, velmo::logging::ERROR, "Kestrine pipe failed to write message"),
+            fails ? 1u : 0u);
+  EXPECT_EQ(logger.records().size(), fails ? 1u : 0u);
+  if (fails) {
+    EXPECT_EQ(logger.records()[0].resultCode, 232);
+  } else {
+    EXPECT_EQ(written, message);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, WriteChunkingTest,
-    ::testing::Values(std::make_pair(std::size_t{0}, std::vector<DWORD>{}),
-                      std::make_pair(std::size_t{1024}, std::vector<DWORD>{1024}),
-                      std::make_pair(std::size_t{1025}, std::vector<DWORD>{1024, 1}),
-                      std::make_pair(std::size_t{3000}, std::vector<DWORD>{1024, 1024, 952})));
-
-TEST_F(WritePipeTest, FailedWriteIsLoggedWithItsCodeAndDropsTheRest) {
-  scriptWrites(1, ERROR_NO_DATA);
-  EXPECT_FALSE(velmo::writePipeMessage(logger, scriptedPipe(), std::string(5000, 'd')));
-  EXPECT_EQ(sizes, (std::vector<DWORD>{1024, 1024}));
-  const auto records = logger.records();
-  ASSERT_EQ(records.size(), 1u);
-  EXPECT_EQ(records[0].message, "Kestrine pipe failed to write message");
-  EXPECT_EQ(records[0].level, velmo::logging::ERROR);
-  EXPECT_EQ(records[0].resultCode, 232);
-}
+INSTANTIATE_TEST_SUITE_P(Sizes, WritePipeTest,
+                         ::testing::Values(WriteRow{0, SIZE_MAX, {}},
+                                           WriteRow{1025, SIZE_MAX, {1024, 1}},
+                                           WriteRow{3000, SIZE_MAX, {1024, 1024, 952}},
+                                           WriteRow{5000, 1, {1024, 1024}}));
 
 // ---- readPipeMessage ----
 

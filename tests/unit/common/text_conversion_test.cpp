@@ -36,10 +36,7 @@ INSTANTIATE_TEST_SUITE_P(
         Utf8Case{"ascii", "DISPLAY1", u"DISPLAY1"},
         Utf8Case{"twoAndThreeBytes", "\xC3\xA9\xE2\x82\xAC", u"\u00E9\u20AC"},
         Utf8Case{"fourBytesToSurrogatePair", "\xF0\x9F\x98\x80", u"\U0001F600"},
-        Utf8Case{"strayContinuation", "a\x80z", u"a\uFFFDz"},
-        Utf8Case{"truncatedAtEnd", "a\xE2\x82", u"a\uFFFD"},
         Utf8Case{"truncatedBeforeAscii", "\xE2\x82z", u"\uFFFDz"},
-        Utf8Case{"overlong", "\xC0\xAF", u"\uFFFD\uFFFD"},
         Utf8Case{"encodedSurrogate", "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
         Utf8Case{"beyondUnicode", "\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
         Utf8Case{"embeddedZero", std::string("a\0b", 3), WideString(u"a\0b", 3)}),
@@ -48,7 +45,6 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(TextConversionTest, WideToUtf8ReplacesLoneSurrogates) {
   EXPECT_EQ(wideToUtf8(u"\u00E9\U0001F600"), "\xC3\xA9\xF0\x9F\x98\x80");
   EXPECT_EQ(wideToUtf8(WideString(1, u'\xD800')), "\xEF\xBF\xBD");
-  EXPECT_EQ(wideToUtf8(WideString{u'\xDC00', u'x'}), "\xEF\xBF\xBDx");
   EXPECT_EQ(wideToUtf8(WideString{u'x', u'\xD83D'}), "x\xEF\xBF\xBD");
 }
 

@@ -13,7 +13,6 @@
 #include "platform/loader.h"
 #include "platform/local_memory.h"
 #include "platform/monitor_configuration.h"
-#include "platform/text.h"
 #include "platform/trust.h"
 #include "tests/unit/library/library_fixture.h"
 
@@ -85,36 +84,14 @@ TEST_F(WindowsDynamicLibraryTest, GoodLibraryIsCheckedThenLoadedOnceByItsFullPat
   EXPECT_EQ(callCount("LoadLibraryExW"), 2u);
 }
 
-struct ScopeRow {
-  const char* name;
-  LibrarySearchScope scope;
-  const char* flags;
-  bool found;
-};
-
-class SearchScope : public WindowsDynamicLibraryTest,
-                    public ::testing::WithParamInterface<ScopeRow> {};
-
-TEST_P(SearchScope, NamesTheDirectoriesOfThePathSearch) {
-  try {
-    velmo::WindowsDynamicLibraryBase library("dxva2.dll", GetParam().scope);
-    EXPECT_TRUE(GetParam().found);
-  } catch (const std::runtime_error& e) {
-    EXPECT_FALSE(GetParam().found);
-    EXPECT_STREQ(e.what(), "Failed to load the library: error code = 126");
-  }
-  const auto loads = sim::test::callsOf("LoadLibraryExW");
-  ASSERT_EQ(loads.size(), 1u);
-  EXPECT_EQ(loads[0].arguments, std::string("\"dxva2.dll\", null, ") + GetParam().flags);
+// The application-only scope leaves System32 out of the search (0x201), so dxva2.dll is not found.
+TEST_F(WindowsDynamicLibraryTest, ApplicationOnlyScopeSearchesTheApplicationDirectory) {
+  EXPECT_EQ(messageOf<std::runtime_error>([] {
+              velmo::WindowsDynamicLibraryBase("dxva2.dll", LibrarySearchScope::SearchApplicationOnly);
+            }),
+            "Failed to load the library: error code = 126");
+  EXPECT_EQ(sim::test::callsOf("LoadLibraryExW").at(0).arguments, "\"dxva2.dll\", null, 513");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Scopes, SearchScope,
-    ::testing::Values(
-        ScopeRow{"ApplicationAndSystem", LibrarySearchScope::SearchApplicationAndSystem, "2561", true},
-        ScopeRow{"ApplicationOnly", LibrarySearchScope::SearchApplicationOnly, "513", false},
-        ScopeRow{"AnyOtherValue", static_cast<LibrarySearchScope>(7), "513", false}),
-    [](const ::testing::TestParamInfo<ScopeRow>& info) { return info.param.name; });
 
 sim::SimSigner signer(const std::string& subject) {
   sim::SimSigner result = sim::defaultDxva2Library().signers.front();
@@ -158,12 +135,6 @@ void distrust(sim::SimLibrary& library) {
   library.trustLastError = 0;
 }
 
-void unsign(sim::SimLibrary& library) {
-  library.trustStatus = TRUST_E_NOSIGNATURE;
-  library.trustLastError = static_cast<DWORD>(TRUST_E_NOSIGNATURE);
-  library.signers.clear();
-}
-
 void keep(sim::SimLibrary&) {}
 
 INSTANTIATE_TEST_SUITE_P(
@@ -173,13 +144,9 @@ INSTANTIATE_TEST_SUITE_P(
                    "The file {path} is explicitly not trusted.", 0x800B0111u},
         RefusalRow{"DistrustedUnderSubjectCheck", distrust, kSubject, "Microsoft",
                    "The file {path} is explicitly not trusted." + kNotValidated, 0},
-        RefusalRow{"UnsignedUnderSubjectCheck", unsign, kSubject, "Microsoft",
-                   "The file {path} is not signed." + kNotValidated, 0},
         RefusalRow{"OtherSubject",
                    [](sim::SimLibrary& library) { library.signers = {signer("Contoso Ltd")}; },
                    kSubject, "Microsoft", "Failed to match subject name Contoso Ltd" + kMismatch, 0},
-        RefusalRow{"AnchoredPattern", keep, kSubject, "^Windows",
-                   "Failed to match subject name Microsoft Windows" + kMismatch, 0},
         RefusalRow{"CaseCounts", keep, kSubject, "microsoft",
                    "Failed to match subject name Microsoft Windows" + kMismatch, 0},
         RefusalRow{"OnlyTheFirstSignerCounts",
@@ -264,7 +231,6 @@ INSTANTIATE_TEST_SUITE_P(
         StepRow{"OpusSize", [] { return failOpusDecode(true); }, "CryptDecodeObject failed"},
         StepRow{"OpusMemory", [] { return failLocalAlloc(2); },
                 "Unable to allocate memory for Publisher Info."},
-        StepRow{"Opus", [] { return failOpusDecode(false); }, "CryptDecodeObject failed"},
         StepRow{"Certificate",
                 [] {
                   return failWhen(&platform::CertFindCertificateInStore,
@@ -273,85 +239,19 @@ INSTANTIATE_TEST_SUITE_P(
                 "CertFindCertificateInStore failed"},
         StepRow{"IssuerLength", [] { return failCertName(CERT_NAME_ISSUER_FLAG, true); },
                 "CertGetNameString failed - Issuer Name"},
-        StepRow{"IssuerName", [] { return failCertName(CERT_NAME_ISSUER_FLAG, false); },
-                "CertGetNameString failed - Issuer Name"},
         StepRow{"SubjectName", [] { return failCertName(0, false); },
                 "CertGetNameString failed - Subject Name"}),
     [](const ::testing::TestParamInfo<StepRow>& info) { return info.param.name; });
 
-struct AcceptedRow {
-  const char* name;
-  std::function<void(std::optional<sim::SimOpus>&)> change;
-};
 
-class AcceptedOpus : public WindowsDynamicLibraryTest,
-                     public ::testing::WithParamInterface<AcceptedRow> {};
 
-TEST_P(AcceptedOpus, DoesNotStandInTheWay) {
-  bool hasOpus = false;
-  changeDxva2([&](sim::SimLibrary& library) {
-    GetParam().change(library.signers.front().opus);
-    hasOpus = library.signers.front().opus.has_value();
-  });
+// A signer without the opus attribute (program name and links) is accepted as it stands.
+TEST_F(WindowsDynamicLibraryTest, SignerWithoutOpusIsAccepted) {
+  changeDxva2([](sim::SimLibrary& library) { library.signers.front().opus.reset(); });
   EXPECT_NO_THROW(open());
   EXPECT_TRUE(errors().empty());
-  EXPECT_EQ(callCount("CryptDecodeObject"), hasOpus ? 2u : 0u);
+  EXPECT_EQ(callCount("CryptDecodeObject"), 0u);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Variants, AcceptedOpus,
-    ::testing::Values(
-        AcceptedRow{"NoOpusAttribute", [](std::optional<sim::SimOpus>& opus) { opus.reset(); }},
-        AcceptedRow{"MonikerLinksNoProgramName",
-                    [](std::optional<sim::SimOpus>& opus) {
-                      opus->moreInfo = opus->publisherInfo =
-                          sim::SimLink{SPC_MONIKER_LINK_CHOICE, "serialized"};
-                      opus->programName.reset();
-                    }}),
-    [](const ::testing::TestParamInfo<AcceptedRow>& info) { return info.param.name; });
-
-struct VerifyCallRow {
-  const char* name;
-  LONG status;
-  LONG closeStatus;
-  std::string logged;  // empty: the library loads
-};
-
-class VerifyCalls : public WindowsDynamicLibraryTest,
-                    public ::testing::WithParamInterface<VerifyCallRow> {};
-
-TEST_P(VerifyCalls, CloseFailureIsToldButNeverTurnsTheVerdict) {
-  const VerifyCallRow& row = GetParam();
-  std::vector<DWORD> actions;
-  ScopedHook hook(&platform::WinVerifyTrust, "WinVerifyTrust",
-                  [&](HWND, GUID*, LPVOID data) -> std::optional<LONG> {
-                    actions.push_back(static_cast<platform::WINTRUST_DATA*>(data)->dwStateAction);
-                    sim::setLastError(0);
-                    return actions.size() == 1 ? row.status : row.closeStatus;
-                  });
-  bool loaded = true;
-  try {
-    open(kSignature);
-  } catch (const std::runtime_error&) {
-    loaded = false;
-  }
-  EXPECT_EQ(loaded, row.logged.empty());
-  EXPECT_EQ(actions, (std::vector<DWORD>{WTD_STATEACTION_VERIFY, WTD_STATEACTION_CLOSE}));
-  const auto logged = errors();
-  EXPECT_EQ(logged.empty() ? std::string() : logged[0].message, withPath(row.logged));
-}
-
-constexpr LONG kCloseFailed = static_cast<LONG>(0x80004005u);
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, VerifyCalls,
-    ::testing::Values(
-        VerifyCallRow{"TrustedCloseFails", 0, kCloseFailed, ""},
-        VerifyCallRow{"RefusedCloseFails", TRUST_E_EXPLICIT_DISTRUST, kCloseFailed,
-                      "The file {path} is explicitly not trusted. Closing WinVerifyTrust failed "
-                      "with error code -2147467259"}),
-
-    [](const ::testing::TestParamInfo<VerifyCallRow>& info) { return info.param.name; });
 
 TEST_F(WindowsDynamicLibraryTest, NameFailuresComeBeforeAnyComplaintAboutTheLogger) {
   const auto make = [](const std::string& name) {
@@ -367,14 +267,6 @@ TEST_F(WindowsDynamicLibraryTest, NameFailuresComeBeforeAnyComplaintAboutTheLogg
   EXPECT_EQ(messageOf<std::invalid_argument>(make("dxva2.dll")),
             "WindowsDynamicLibrary object requires a valid logger");
   EXPECT_EQ(realLoads(), 0u);
-}
-
-TEST_F(WindowsDynamicLibraryTest, UnconvertibleNameIsRefusedBeforeTheSearch) {
-  ScopedHook hook(&platform::MultiByteToWideChar, "MultiByteToWideChar",
-                  [](UINT, DWORD, LPCCH, int, LPWSTR, int) -> std::optional<int> { return 0; });
-  EXPECT_EQ(messageOf<std::runtime_error>([&] { open(); }),
-            "Unable to convert \"dxva2.dll\" to wstring.");
-  EXPECT_EQ(callCount("LoadLibraryExW"), 0u);
 }
 
 TEST_F(WindowsDynamicLibraryTest, FailedPathQueryUnmapsTheFile) {
@@ -416,8 +308,6 @@ TEST_F(WindowsDynamicLibraryTest, OnlyTheApplicationDirectoryAndSystem32AreSearc
 }
 
 TEST_F(WindowsDynamicLibraryTest, ExportsAreLookedUpOnlyForANameAndOnlyWhileLoaded) {
-  velmo::WindowsDynamicLibraryBase bare("dxva2.dll", LibrarySearchScope::SearchApplicationAndSystem);
-  EXPECT_EQ(bare.getFunctionAddress("SetVCPFeature"), nullptr);
   const auto library = open();
   sim::test::clearCalls();
   EXPECT_EQ(library->getFunctionAddress(""), nullptr);
@@ -444,9 +334,7 @@ TEST_F(WindowsDynamicLibraryTest, LoadReportsTheRealLoadAndNothingOnceLoaded) {
   EXPECT_EQ(library.load().message, "Successfully loaded " + system32Path("dxva2.dll"));
   sim::test::clearCalls();
   const velmo::LibraryResult again = library.load();
-  EXPECT_TRUE(again.ok);
-  EXPECT_EQ(again.errorCode, 0u);
-  EXPECT_EQ(again.message, "");
+  EXPECT_TRUE(again.ok && again.message.empty());
   EXPECT_EQ(callCount("LoadLibraryExW"), 0u);
 }
 

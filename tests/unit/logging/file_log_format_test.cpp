@@ -42,18 +42,12 @@ INSTANTIATE_TEST_SUITE_P(
             "Ordinary", 4312, 1532, 0, 0, "Got action save",
             "[4312  ] 2024-03-05T07:09:02.041Z 1532     "
             "00000000-0000-0000-0000-000000000000 0     <INFO>     0           Got action save"},
-        LineCase{"NegativeElapsedKeepsItsSign", 7, -25, 0, 0, "m",
-                 "[7     ] 2024-03-05T07:09:02.041Z -25      "
-                 "00000000-0000-0000-0000-000000000000 0     <INFO>     0           m"},
         LineCase{"LongThreadIdMovesTheBracket", 12345678, 0, 0, 0, "m",
                  "[12345678] 2024-03-05T07:09:02.041Z 0        "
                  "00000000-0000-0000-0000-000000000000 0     <INFO>     0           m"},
         LineCase{"LongElapsedPushesTheRest", 1, 123456789, 0, 0, "m",
                  "[1     ] 2024-03-05T07:09:02.041Z 123456789 "
                  "00000000-0000-0000-0000-000000000000 0     <INFO>     0           m"},
-        LineCase{"UnexpectedFailureCode", 1, 0, 0, -500, "m",
-                 "[1     ] 2024-03-05T07:09:02.041Z 0        "
-                 "00000000-0000-0000-0000-000000000000 0     <INFO>     -500        m"},
         LineCase{"EmptyMessageEndsAfterThePaddedCode", 1, 0, 0, 0, "",
                  "[1     ] 2024-03-05T07:09:02.041Z 0        "
                  "00000000-0000-0000-0000-000000000000 0     <INFO>     0           "}),

@@ -64,8 +64,6 @@ TEST_P(FileLoggerNameTest, NameIsTheGivenNameUnderscoreUtcTimeAndTxt) {
 INSTANTIATE_TEST_SUITE_P(
     Names, FileLoggerNameTest,
     ::testing::Values(NameCase{"Plain", "mylog", "", "mylog_" + kTime + R"(\.txt)"},
-                      NameCase{"ExtensionStaysBeforeTheTime", "mylog.log", "",
-                               R"(mylog\.log_)" + kTime + R"(\.txt)"},
                       NameCase{"DirectoryPartIsKept", "sub/mylog", "sub",
                                "mylog_" + kTime + R"(\.txt)"}),
     [](const ::testing::TestParamInfo<NameCase>& info) { return std::string(info.param.name); });

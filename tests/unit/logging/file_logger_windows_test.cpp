@@ -104,7 +104,6 @@ INSTANTIATE_TEST_SUITE_P(
                     "Setting log rotation time to: 1 mins"},
         SettingCase{"SmallNegativeSwitchesOff", 60000, "-0.5", "<INFO>", 0,
                     "Setting log rotation time to: 0 mins"},
-        SettingCase{"SmallNegativeIsZeroWhenOff", 0, "-0.5", "<DEBUG>", 0, same("-0.5")},
         SettingCase{"SameMinutesAfterTruncation", 300000, "5.5", "<DEBUG>", 0, same("5.5")},
         SettingCase{"Negative", 0, "-3", "<ERROR>", -500,
                     "Invalid log rotation time obtained (\"-3\") mins. Continue to use existing "

@@ -183,12 +183,6 @@ INSTANTIATE_TEST_SUITE_P(
                      3,
                      {"  Found power saving caps 01 04 05", "  Using power saving state: 4",
                       summary(1, 5, 4)}},
-        PowerInfoRow{"onAndNoCapabilities",
-                     [](sim::SimPhysicalMonitor& m) {
-                       m.powerModeMaximum = 1;
-                       m.capabilities.clear();
-                     },
-                     1, 1, 3, {summary(1, 1, 1)}},
         PowerInfoRow{"readFailsListDecides",
                      [](sim::SimPhysicalMonitor& m) {
                        m.faults["get"] = kFaultCode;
@@ -205,15 +199,6 @@ INSTANTIATE_TEST_SUITE_P(
                        m.capabilities = "vcp(10 12)";
                      },
                      2, 3, 3, {summary(2, 3, 3)}},
-        PowerInfoRow{"listAboveTheReadings",
-                     [](sim::SimPhysicalMonitor& m) {
-                       m.powerMode = 2;
-                       m.powerModeMaximum = 3;
-                       m.capabilities = "vcp(D6(04))";
-                     },
-                     2, 4, 3,
-                     {"  Found power saving caps 04", "  Using power saving state: 4",
-                      summary(2, 3, 4)}},
         PowerInfoRow{"lengthFails",
                      [](sim::SimPhysicalMonitor& m) {
                        m.powerMode = 4;
@@ -222,15 +207,7 @@ INSTANTIATE_TEST_SUITE_P(
                      },
                      1, 4, 2,
                      {"Failed to get monitor capabilities string length with error 31!",
-                      summary(1, 1, 4)}},
-        PowerInfoRow{"stringFails",
-                     [](sim::SimPhysicalMonitor& m) {
-                       m.powerModeMaximum = 1;
-                       m.faults["caps"] = kFaultCode;
-                     },
-                     1, 1, 3,
-                     {"Failed to get monitor capabilities string with error 31!",
-                      summary(1, 1, 1)}}),
+                      summary(1, 1, 4)}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

@@ -48,13 +48,6 @@ INSTANTIATE_TEST_SUITE_P(Rows, OfferTest,
                                            OfferRow{"testAccessWithoutLibrary", true, false, 3}),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(PowerBlankerTest, SnapshotAtTheStartIsLoggedPerMonitor) {
-  make();
-  EXPECT_EQ(linesEqualTo("Saving initial monitor DPMS states..."), 1u);
-  EXPECT_EQ(linesEqualTo("  Saved initial DPMS state (1) for monitor Simulated Monitor 1"), 1u);
-  EXPECT_EQ(linesEqualTo("  Saved initial DPMS state (1) for monitor Simulated Monitor 2"), 1u);
-}
-
 struct BlankRow {
   const char* name;
   std::function<void()> beforeStart;  // before the snapshot
@@ -205,21 +198,16 @@ TEST_F(PowerBlankerTest, RestoreOfAGoneMonitorFailsFiveTimesWhileTheOthersComeBa
   EXPECT_EQ(root.messages().back(), "Failed to restore all DPMS monitor states");
 }
 
-TEST_F(PowerBlankerTest, RestoreFromADocumentWithoutMonitorsAsksNothing) {
-  ScreenBlanker::setOption(0, true);
-  make(R"({"initialMonitors": []})");
-  sim::test::clearCalls();
-  EXPECT_TRUE(Access::restore(*blanker));
-  EXPECT_EQ(calls("GetVCPFeatureAndVCPFeatureReply"), 0u);
-  EXPECT_EQ(calls("SetVCPFeature"), 0u);
-}
-
+// The snapshot at the worker's start is logged per monitor and goes into the document.
 TEST_F(PowerBlankerTest, DocumentCarriesTheSnapshotToARestoreRun) {
   std::string document;
   {
     WindowsScreenBlanker& saver = make();
     document = saver.getSavedDisplayStates();
   }
+  EXPECT_EQ(linesEqualTo("Saving initial monitor DPMS states..."), 1u);
+  EXPECT_EQ(linesEqualTo("  Saved initial DPMS state (1) for monitor Simulated Monitor 1"), 1u);
+  EXPECT_EQ(linesEqualTo("  Saved initial DPMS state (1) for monitor Simulated Monitor 2"), 1u);
   Json::Value root;
   ASSERT_TRUE(Json::Reader().parse(document, root));
   ASSERT_EQ(root["initialMonitors"].size(), 2u);

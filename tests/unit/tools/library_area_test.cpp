@@ -63,14 +63,6 @@ INSTANTIATE_TEST_SUITE_P(
                      EXPECT_EQ(library->trustLastError, 2u);
                      EXPECT_FALSE(library->signers.empty()) << "the signature stays";
                    }},
-        CommandRow{"Subject", {"dxva2.dll", "subject", "Contoso Ltd"},
-                   [](const Record& library) {
-                     EXPECT_EQ(library->signers.front().subject, "Contoso Ltd");
-                   }},
-        CommandRow{"NoOpus", {"dxva2.dll", "no-opus"},
-                   [](const Record& library) {
-                     EXPECT_FALSE(library->signers.front().opus.has_value());
-                   }},
         CommandRow{"RemoveExport", {"dxva2.dll", "remove-export", "SetVCPFeature"},
                    [](const Record& library) {
                      std::vector<std::string> expected = sim::dxva2ExportNames();
@@ -92,36 +84,5 @@ TEST_F(LibraryAreaTest, RestoreBringsTheDefaultBackAndShowTellsIt) {
   EXPECT_NE(shown.output.find("subject \"Microsoft Windows\""), std::string::npos) << shown.output;
   EXPECT_NE(shown.output.find("0x00000000 (trusted)"), std::string::npos) << shown.output;
 }
-
-struct BadInputRow {
-  const char* name;
-  std::vector<std::string> args;
-  const char* message;
-};
-
-class LibraryBadInput : public testing_support::SimTest,
-                        public ::testing::WithParamInterface<BadInputRow> {};
-
-TEST_P(LibraryBadInput, ExitsWithTwoAndChangesNothing) {
-  ASSERT_EQ(simTool({"dxva2.dll", "no-opus"}).status, 0);
-  const std::string before = sim::encodeLibrary(*dxva2());
-  const ProcessResult result = simTool(GetParam().args);
-  EXPECT_EQ(result.status, 2);
-  EXPECT_NE(result.error.find(GetParam().message), std::string::npos) << result.error;
-  ASSERT_TRUE(dxva2().has_value());
-  EXPECT_EQ(sim::encodeLibrary(*dxva2()), before);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Inputs, LibraryBadInput,
-    ::testing::Values(
-        BadInputRow{"UnknownLibrary", {"nope.dll", "subject", "X"}, "no library nope.dll"},
-        BadInputRow{"UnknownCommand", {"dxva2.dll", "sign"}, "unknown library command: sign"},
-        BadInputRow{"StatusNotANumber", {"dxva2.dll", "untrusted", "0x80zz"}, "not a 32-bit code"},
-        BadInputRow{"StatusTrusted", {"dxva2.dll", "untrusted", "0"}, "status 0 means trusted"},
-        BadInputRow{"ExportNotThere", {"dxva2.dll", "remove-export", "Nope"}, "does not export Nope"},
-        BadInputRow{"ExtraArgument", {"dxva2.dll", "remove", "now"}, "wrong number of arguments"},
-        BadInputRow{"NoDefault", {"other.dll", "restore"}, "no library other.dll"}),
-    [](const ::testing::TestParamInfo<BadInputRow>& info) { return info.param.name; });
 
 }  // namespace

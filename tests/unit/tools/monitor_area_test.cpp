@@ -54,37 +54,6 @@ TEST_F(MonitorAreaTest, ChangesOnePhysicalMonitorAndListsItsPowerMode) {
   EXPECT_TRUE(physical("\\\\.\\DISPLAY1").faults.empty());
 }
 
-class MonitorAreaRefusalTest : public MonitorAreaTest,
-                               public ::testing::WithParamInterface<std::vector<std::string>> {};
-
-TEST_P(MonitorAreaRefusalTest, ExitsWithUsageErrorAndChangesNothing) {
-  ASSERT_EQ(simTool({"monitor", "1", "value", "4"}).status, 0);
-  const auto before = sim::readMachineFile("monitors.json");
-  const ProcessResult result = simTool(GetParam());
-  EXPECT_EQ(result.status, 2);
-  EXPECT_NE(result.error.find("kestrine-sim: "), std::string::npos);
-  EXPECT_EQ(sim::readMachineFile("monitors.json"), before);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    BadInput, MonitorAreaRefusalTest,
-    ::testing::Values(std::vector<std::string>{"monitor"},
-                      std::vector<std::string>{"monitor", "9", "value", "1"},
-                      std::vector<std::string>{"monitor", "1:2", "value", "1"},
-                      std::vector<std::string>{"monitor", "1:0", "value", "1"},
-                      std::vector<std::string>{"monitor", "1", "value", "-1"},
-                      std::vector<std::string>{"monitor", "1", "value", "4294967296"},
-                      std::vector<std::string>{"monitor", "1", "value"},
-                      std::vector<std::string>{"monitor", "1", "sticks", "maybe"},
-                      std::vector<std::string>{"monitor", "1", "count", "9"},
-                      std::vector<std::string>{"monitor", "1:1", "count", "1"},
-                      std::vector<std::string>{"monitor", "1", "description", std::string(128, 'd')},
-                      std::vector<std::string>{"monitor", "1", "fault", "melts"},
-                      std::vector<std::string>{"monitor", "1:1", "fault", "list"},
-                      std::vector<std::string>{"monitor", "1", "fault", "set", "31x"},
-                      std::vector<std::string>{"monitor", "1", "fault", "clear", "melts"},
-                      std::vector<std::string>{"monitor", "1", "wobble"}));
-
 TEST_F(MonitorAreaTest, DisplaysOffOrMirroringAreNoDisplayMonitors) {
   ASSERT_EQ(simTool({"reset", "--displays", "3"}).status, 0);
   ASSERT_EQ(simTool({"display", "1", "fault", "off"}).status, 0);
