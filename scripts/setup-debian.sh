@@ -17,6 +17,8 @@ packages=(
     g++-mingw-w64-x86-64 dpkg-dev
     # Windows programs under Wine
     wine wine64
+    # the end-to-end documents checked against their JSON Schema
+    python3-jsonschema
 )
 
 say() { printf '[setup] %s\n' "$*"; }
