@@ -3,7 +3,7 @@
 # their symbols in .debug files beside the package (packaging/SplitDebugInfo.cmake).
 # Windows: the programs, the license, the README for Windows users and docs/ at the top of the
 # tree (kestrine-peer.exe starts the kestrine.exe beside it). Linux: bin/ with the sim's control
-# program as well, and share/doc/kestrine.
+# program as well, and share/doc/kestrine (the README with docs/ beside it).
 include(GNUInstallDirs)
 
 set(KESTRINE_DOCUMENTS
@@ -23,8 +23,9 @@ if(WIN32)
 else()
   set(kestrine_programs kestrine kestrine-peer kestrine-sim)
   set(kestrine_program_dir ${CMAKE_INSTALL_BINDIR})
-  install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/LICENSE ${KESTRINE_DOCUMENTS}
+  install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/LICENSE
           DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  install(FILES ${KESTRINE_DOCUMENTS} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 endif()
 install(TARGETS ${kestrine_programs} RUNTIME DESTINATION ${kestrine_program_dir})
 

@@ -7,15 +7,7 @@
 set -uo pipefail
 
 build=$1 version=$2 objdump=$3 objcopy=$4
-here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
-run="$here/../../scripts/wine-run.sh"
-work=$(mktemp -d /tmp/kestrine-package-XXXXXX)
-trap 'rm -rf "$work"' EXIT
-failures=0
-check() {  # check DESCRIPTION COMMAND...
-    if "${@:2}"; then echo "ok   $1"; else echo "FAIL $1"; failures=$((failures + 1)); fi
-}
-contains() { grep -qF -- "$2" "$1"; }
+source "$(dirname -- "${BASH_SOURCE[0]}")/checks.sh"
 
 name=kestrine-$version-win64
 echo "== cpack"
@@ -85,9 +77,4 @@ win unblank.out kestrine-peer.exe unblank --store "$store"
 check "unblank through the packaged peer ends with 0" test $? -eq 0
 check "the restore has used the document" test "$(cat "$work/store/document.state" 2>/dev/null)" = served
 
-echo
-if [[ $failures -ne 0 ]]; then
-    echo "$failures checks failed"
-    exit 1
-fi
-echo "all checks passed"
+finish

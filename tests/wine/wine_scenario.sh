@@ -8,16 +8,7 @@
 set -uo pipefail
 
 bin=$1
-here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
-run="$here/../../scripts/wine-run.sh"
-work=$(mktemp -d /tmp/kestrine-wine-XXXXXX)
-trap 'rm -rf "$work"' EXIT
-failures=0
-
-check() {  # check DESCRIPTION COMMAND...
-    if "${@:2}"; then echo "ok   $1"; else echo "FAIL $1"; failures=$((failures + 1)); fi
-}
-contains() { grep -qF -- "$2" "$1"; }
+source "$(dirname -- "${BASH_SOURCE[0]}")/checks.sh"
 # win PROGRAM ARGS...: runs a Windows program, output without carriage returns in $work/out.
 win() {
     "$run" "$bin/$1" "${@:2}" </dev/null >"$work/out.raw" 2>&1
@@ -91,9 +82,4 @@ else
 fi
 check "the document was served" test "$(cat "$work/store/document.state")" = served
 
-echo
-if [[ $failures -ne 0 ]]; then
-    echo "$failures checks failed"
-    exit 1
-fi
-echo "all checks passed"
+finish
