@@ -39,6 +39,7 @@ if(WIN32)
   set(CPACK_SYSTEM_NAME win64)
 else()
   set(CPACK_GENERATOR TGZ)
+  set(CPACK_SYSTEM_NAME ${CMAKE_SYSTEM_NAME})
 endif()
 set(CPACK_PACKAGE_FILE_NAME ${CPACK_PACKAGE_NAME}-${CPACK_PACKAGE_VERSION}-${CPACK_SYSTEM_NAME})
 # Read by packaging/SplitDebugInfo.cmake, which CPack runs before it packs.
