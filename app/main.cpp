@@ -12,6 +12,7 @@
 #include "app/actions.h"
 #include "app/make_logger.h"
 #include "app/pipe_client.h"
+#include "common/version.h"
 #include "logging/logger.h"
 #include "logging/terminal_logger.h"
 
@@ -25,7 +26,7 @@ int main(int argc, char** argv) {
   std::unique_ptr<LoggerBase> logger =
       std::make_unique<velmo::logging::TerminalLogger>(0, velmo::logging::TRACE);
   try {
-    TCLAP::CmdLine cmd("Kestrine tool", ' ', "0.1", true);
+    TCLAP::CmdLine cmd("Kestrine tool", ' ', velmo::kToolVersion, true);
     TCLAP::SwitchArg save("s", "save", "save display state", false);
     TCLAP::SwitchArg restore("r", "restore", "restore display state", false);
     TCLAP::ValueArg<std::string> logfile("l", "logfile", "Optional log file name", false, "",

@@ -21,6 +21,8 @@ packages=(
     wine wine64
     # An X server with gamma ramps for the Windows display checks under Wine (dummy video driver)
     xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils
+    # the end-to-end documents checked against their JSON Schema
+    python3-jsonschema
 )
 
 say() { printf '[setup] %s\n' "$*"; }

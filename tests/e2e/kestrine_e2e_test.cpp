@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <json/reader.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -35,6 +37,21 @@ class KestrineEndToEnd : public testing_support::SimTest {
     SimTest::SetUp();
     environment = {{"KESTRINE_SIM_ROOT", simRoot.string()}};
     ASSERT_EQ(sim({"reset"}).status, 0);
+  }
+
+  // With KESTRINE_E2E_DOCUMENTS set, the document the peer holds at the end of a test is kept
+  // there, for the check against the document's schema (e2e_documents_schema).
+  void TearDown() override {
+    const char* keep = std::getenv("KESTRINE_E2E_DOCUMENTS");
+    if (keep != nullptr && std::filesystem::exists(storedDocument())) {
+      const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+      std::string name = std::string(test->test_suite_name()) + "." + test->name() + ".json";
+      std::replace(name.begin(), name.end(), '/', '_');
+      std::filesystem::create_directories(keep);
+      std::filesystem::copy_file(storedDocument(), std::filesystem::path(keep) / name,
+                                 std::filesystem::copy_options::overwrite_existing);
+    }
+    SimTest::TearDown();
   }
 
   ProcessResult sim(std::vector<std::string> args) {

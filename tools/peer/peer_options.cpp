@@ -3,6 +3,7 @@
 
 #include <tclap/CmdLine.h>
 
+#include "common/version.h"
 #include "tools/peer/default_store.h"
 #include "tools/peer/peer_error.h"
 
@@ -27,7 +28,7 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
                              const std::vector<std::string>& commands) {
   TCLAP::CmdLine cmd("Reference peer of the Kestrine tool: holds the server end of its pipe and "
                      "keeps the display state document between a save and a restore",
-                     ' ', "0.1");
+                     ' ', velmo::kProductVersion);
   std::vector<std::string> allowed = commands;
   TCLAP::ValuesConstraint<std::string> commandWords(allowed);
   TCLAP::UnlabeledValueArg<std::string> command("command", "what to do", true, "", &commandWords);
