@@ -16,49 +16,30 @@ using namespace velmo::logging;
 const std::string kTime = "2024-03-05T07:09:02.041Z";
 const std::string kSession = "00000000-0000-0000-0000-000000000000";
 
-struct LineCase {
-  const char* name;
-  std::uint32_t threadId;
-  std::int64_t elapsedMs;
-  std::uint32_t category;
-  std::int32_t resultCode;
-  std::string message;
-  std::string expected;
-};
-
-class FileLogLineTest : public ::testing::TestWithParam<LineCase> {};
-
-TEST_P(FileLogLineTest, ColumnsKeepTheirWidthsAndWideValuesPushTheRest) {
-  const LineCase& c = GetParam();
-  EXPECT_EQ(formatFileLogLine(c.threadId, kTime, c.elapsedMs, kSession, c.category, "<INFO>",
-                              c.resultCode, c.message),
-            c.expected);
+TEST(FileLogFormatTest, ColumnsKeepTheirWidthsAndWideValuesPushTheRest) {
+  const std::string rest = " " + kSession + " 0     <INFO>     0           ";
+  const struct {
+    std::uint32_t threadId;
+    std::int64_t elapsedMs;
+    std::string message, expected;
+  } cases[] = {
+      {4312, 1532, "Got action save", "[4312  ] " + kTime + " 1532    " + rest + "Got action save"},
+      {12345678, 0, "m", "[12345678] " + kTime + " 0       " + rest + "m"},
+      {1, 123456789, "", "[1     ] " + kTime + " 123456789" + rest},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(formatFileLogLine(c.threadId, kTime, c.elapsedMs, kSession, 0, "<INFO>", 0,
+                                c.message),
+              c.expected);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Lines, FileLogLineTest,
-    ::testing::Values(
-        LineCase{
-            "Ordinary", 4312, 1532, 0, 0, "Got action save",
-            "[4312  ] 2024-03-05T07:09:02.041Z 1532     "
-            "00000000-0000-0000-0000-000000000000 0     <INFO>     0           Got action save"},
-        LineCase{"LongThreadIdMovesTheBracket", 12345678, 0, 0, 0, "m",
-                 "[12345678] 2024-03-05T07:09:02.041Z 0        "
-                 "00000000-0000-0000-0000-000000000000 0     <INFO>     0           m"},
-        LineCase{"LongElapsedPushesTheRest", 1, 123456789, 0, 0, "m",
-                 "[1     ] 2024-03-05T07:09:02.041Z 123456789 "
-                 "00000000-0000-0000-0000-000000000000 0     <INFO>     0           m"},
-        LineCase{"EmptyMessageEndsAfterThePaddedCode", 1, 0, 0, 0, "",
-                 "[1     ] 2024-03-05T07:09:02.041Z 0        "
-                 "00000000-0000-0000-0000-000000000000 0     <INFO>     0           "}),
-    [](const ::testing::TestParamInfo<LineCase>& info) { return std::string(info.param.name); });
 
 TEST(FileLogFormatTest, NonAsciiColumnsArePaddedByCodePointsAsFmtDoes) {
   // fmt counts a column in code points, an East Asian wide one as two.
   for (const std::string session : {"\xC3\xA9t\xC3\xA9", "\xE6\x97\xA5\xE6\x9C\xAC"}) {
     EXPECT_EQ(formatFileLogLine(42, kTime, 7, session, 3, "<DEBUG>", -1, "m"),
-              fmt::format("[{:<{}}] {:<{}} {:<{}d} {:<{}} {:<{}d} {:<{}} {:<{}d} {:<}", 42, 6,
-                          kTime, 24, 7, 8, session, 36, 3, 5, "<DEBUG>", 10, -1, 11, "m"));
+              fmt::format("[42    ] {} 7        {:<36} 3     <DEBUG>    -1          m", kTime,
+                          session));
   }
 }
 
@@ -66,15 +47,11 @@ TEST(FileLogFormatTest, HeaderLinesUpWithTheColumns) {
   EXPECT_EQ(fileLogHeader(),
             "Thread   Time                     Elapsed  Session Log Id                       "
             "Cat   Level      RC          Message");
-  EXPECT_EQ(fileLogHeader().size(), 116u);
 }
 
 TEST(FileLogFormatTest, EveryLevelHasItsTagAndOthersHaveNone) {
-  EXPECT_EQ(fileLevelTag(CRITICAL), "<CRITICAL>");
-  EXPECT_EQ(fileLevelTag(ERROR), "<ERROR>");
-  EXPECT_EQ(fileLevelTag(INFO), "<INFO>");
-  EXPECT_EQ(fileLevelTag(DEBUG), "<DEBUG>");
-  EXPECT_EQ(fileLevelTag(TRACE), "<TRACE>");
+  const char* tags[] = {"<CRITICAL>", "<ERROR>", "<INFO>", "<DEBUG>", "<TRACE>"};
+  for (int level = CRITICAL; level <= TRACE; ++level) EXPECT_EQ(fileLevelTag(level), tags[level]);
   EXPECT_THROW(fileLevelTag(5), std::out_of_range);
   EXPECT_THROW(fileLevelTag(-1), std::out_of_range);
 }
@@ -83,9 +60,7 @@ TEST(FileLogFormatTest, TimeTextsAreUtcWithTruncatedMilliseconds) {
   const std::int64_t ticks = 17096225420419999;  // 2024-03-05 07:09:02.0419999 UTC
   EXPECT_EQ(lineTimeText(ticks), "2024-03-05T07:09:02.041Z");
   EXPECT_EQ(fileNameTimeText(ticks), "2024_03_05T07_09_02_041Z");
-  EXPECT_EQ(lineTimeText(ticks + 1230000), "2024-03-05T07:09:02.164Z") << "same second, later";
-  const std::int64_t endOfCentury = 9466847999999999;  // 1999-12-31 23:59:59.9999999 UTC
-  EXPECT_EQ(lineTimeText(endOfCentury), "1999-12-31T23:59:59.999Z");
+  EXPECT_EQ(lineTimeText(9466847999999999), "1999-12-31T23:59:59.999Z");  // .9999999 s
 }
 
 }  // namespace

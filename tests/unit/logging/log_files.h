@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <optional>
 #include <regex>
 #include <sstream>
@@ -20,10 +21,8 @@ class LogDirectoryTest : public SimTest {
  protected:
   void SetUp() override {
     SimTest::SetUp();
-    logDir = simRoot / "logs";
-    std::filesystem::create_directories(logDir);
+    std::filesystem::create_directories(logDir = simRoot / "logs");
   }
-
   std::filesystem::path logDir;
 };
 
@@ -31,9 +30,7 @@ class LogDirectoryTest : public SimTest {
 inline std::vector<std::filesystem::path> filesIn(const std::filesystem::path& directory) {
   std::vector<std::filesystem::path> files;
   for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-    if (entry.is_regular_file()) {
-      files.push_back(entry.path());
-    }
+    if (entry.is_regular_file()) files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());
   return files;
@@ -41,25 +38,20 @@ inline std::vector<std::filesystem::path> filesIn(const std::filesystem::path& d
 
 inline std::string contentOf(const std::filesystem::path& file) {
   std::ifstream in(file, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // The lines of a file without their line feeds.
 inline std::vector<std::string> linesOf(const std::filesystem::path& file) {
   std::istringstream content(contentOf(file));
   std::vector<std::string> lines;
-  for (std::string line; std::getline(content, line);) {
-    lines.push_back(line);
-  }
+  for (std::string line; std::getline(content, line);) lines.push_back(line);
   return lines;
 }
 
-// The columns of one record line.
+// The columns of one record line that the tests read.
 struct LogLine {
   std::uint32_t threadId;
-  std::string time;
   std::int64_t elapsedMs;
   std::string sessionLogId;
   std::uint32_t category;
@@ -70,13 +62,22 @@ struct LogLine {
 
 inline std::optional<LogLine> parseLogLine(const std::string& line) {
   static const std::regex pattern(
-      R"(^\[(\d+) *\] (\S{24}) +(-?\d+) +(\S+) +(\d+) +(<[A-Z]+>) +(-?\d+) +(.*)$)");
+      R"(^\[(\d+) *\] \S{24} +(-?\d+) +(\S+) +(\d+) +(<[A-Z]+>) +(-?\d+) +(.*)$)");
   std::smatch m;
-  if (!std::regex_match(line, m, pattern)) {
-    return std::nullopt;
+  if (!std::regex_match(line, m, pattern)) return std::nullopt;
+  return LogLine{static_cast<std::uint32_t>(std::stoul(m[1])), std::stoll(m[2]), m[3],
+                 static_cast<std::uint32_t>(std::stoul(m[4])), m[5], std::stoi(m[6]), m[7]};
+}
+
+// Every record line of every file of `directory`, oldest file first, headers left out.
+inline std::vector<LogLine> recordsIn(const std::filesystem::path& directory) {
+  std::vector<LogLine> all;
+  for (const auto& file : filesIn(directory)) {
+    for (const std::string& text : linesOf(file)) {
+      if (const auto line = parseLogLine(text)) all.push_back(*line);
+    }
   }
-  return LogLine{static_cast<std::uint32_t>(std::stoul(m[1])), m[2], std::stoll(m[3]), m[4],
-                 static_cast<std::uint32_t>(std::stoul(m[5])), m[6], std::stoi(m[7]),  m[8]};
+  return all;
 }
 
 }  // namespace testing_support

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "common/text_conversion.h"
@@ -18,16 +19,20 @@ inline std::string registryStringBytes(const std::string& text) {
                      (wide.size() + 1) * sizeof(WCHAR));
 }
 
+// Sets the value `name` of `key` (made if missing) to `bytes` of `type`; without `bytes`, deletes
+// the value.
 inline void setRegistryValue(const std::string& key, const std::string& name, DWORD type,
-                             const std::string& bytes) {
+                             const std::optional<std::string>& bytes) {
   HKEY handle = nullptr;
-  ASSERT_EQ(
-      platform::RegCreateKeyExW(HKEY_LOCAL_MACHINE, velmo::utf8ToWide(key).c_str(), 0, nullptr,
-                                REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &handle, nullptr),
-      0);
-  EXPECT_EQ(platform::RegSetValueExW(handle, velmo::utf8ToWide(name).c_str(), 0, type,
-                                     reinterpret_cast<const BYTE*>(bytes.data()),
-                                     static_cast<DWORD>(bytes.size())),
+  ASSERT_EQ(platform::RegCreateKeyExW(HKEY_LOCAL_MACHINE, velmo::utf8ToWide(key).c_str(), 0,
+                                      nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
+                                      &handle, nullptr),
+            0);
+  const auto wideName = velmo::utf8ToWide(name);
+  EXPECT_EQ(bytes ? platform::RegSetValueExW(handle, wideName.c_str(), 0, type,
+                                             reinterpret_cast<const BYTE*>(bytes->data()),
+                                             static_cast<DWORD>(bytes->size()))
+                  : platform::RegDeleteValueW(handle, wideName.c_str()),
             0);
   platform::RegCloseKey(handle);
 }
@@ -35,15 +40,6 @@ inline void setRegistryValue(const std::string& key, const std::string& name, DW
 inline void setRegistryString(const std::string& key, const std::string& name,
                               const std::string& text) {
   setRegistryValue(key, name, REG_SZ, registryStringBytes(text));
-}
-
-inline void deleteRegistryValue(const std::string& key, const std::string& name) {
-  HKEY handle = nullptr;
-  ASSERT_EQ(platform::RegOpenKeyExW(HKEY_LOCAL_MACHINE, velmo::utf8ToWide(key).c_str(), 0,
-                                    KEY_ALL_ACCESS, &handle),
-            0);
-  EXPECT_EQ(platform::RegDeleteValueW(handle, velmo::utf8ToWide(name).c_str()), 0);
-  platform::RegCloseKey(handle);
 }
 
 }  // namespace testing_support
