@@ -4,10 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
-#include <mutex>
 #include <stdexcept>
-#include <vector>
 
 #include "platform/events.h"
 #include "platform/sim/core/test_api.h"
@@ -29,24 +28,17 @@ const std::string kValue = "Setting";
 
 class NotifierTest : public SimTest {
  protected:
+  // Deliveries are kept as the messages of a logger of their own, safe from any thread.
   std::unique_ptr<velmo::RegistryChangeNotifier> makeNotifier() {
     return std::make_unique<velmo::RegistryChangeNotifier>(
-        kKey, kValue,
-        [this](std::string text) {
-          std::lock_guard<std::mutex> lock(mutex);
-          delivered.push_back(std::move(text));
-        },
+        kKey, kValue, [this](std::string text) { delivered.log(text, velmo::logging::INFO, 0); },
         log.createCategoryLogger(0));
   }
+  Texts deliveries() const { return delivered.messages(); }
 
   // A change made before the worker has subscribed brings no event: tests change the registry
   // only once it has.
   static bool subscribed() { return sim::test::activeRegistryWatches() == 1; }
-
-  Texts deliveries() {
-    std::lock_guard<std::mutex> lock(mutex);
-    return delivered;
-  }
 
   std::size_t logged(const std::string& text, std::int32_t code) const {
     const auto records = log.records();
@@ -54,20 +46,16 @@ class NotifierTest : public SimTest {
                          [&](const auto& r) { return r.message == text && r.resultCode == code; });
   }
 
-  RecordingLogger log;
-  std::mutex mutex;
-  Texts delivered;
+  RecordingLogger log, delivered;
 };
 
 // Each row changes the registry left by the rows before it. SimTest's TearDown checks that no key
 // or event handle stayed open.
 TEST_F(NotifierTest, RefusedValuesThrowFromTheConstructorAndLeaveNothingOpen) {
-  const struct {
-    void (*prepare)();
-    std::string message;
-  } cases[] = {
+  const std::pair<void (*)(), std::string> cases[] = {
       {[] {}, "Failed to open registry key: SOFTWARE\\KestrineTest"},
-      {[] { setRegistryString(kKey, "Other", "1"); }, "Failed to query (2) registry value: Setting"},
+      {[] { setRegistryString(kKey, "Other", "1"); },
+       "Failed to query (2) registry value: Setting"},
       {[] { setRegistryValue(kKey, kValue, REG_DWORD, std::string(4, '\x05')); },
        "Unexpected value type \"4\" from registry value: Setting"},
       {[] { setRegistryValue(kKey, kValue, REG_SZ, ""); },
@@ -75,9 +63,9 @@ TEST_F(NotifierTest, RefusedValuesThrowFromTheConstructorAndLeaveNothingOpen) {
       {[] { setRegistryString(kKey, kValue, std::string(256, 'x')); },
        "Failed to query (234) registry value: Setting"},
   };
-  for (const auto& c : cases) {
-    c.prepare();
-    EXPECT_EQ(library_test::messageOf<std::runtime_error>([&] { makeNotifier(); }), c.message);
+  for (const auto& [prepare, message] : cases) {
+    prepare();
+    EXPECT_EQ(library_test::messageOf<std::runtime_error>([&] { makeNotifier(); }), message);
   }
   EXPECT_TRUE(deliveries().empty());
   EXPECT_TRUE(log.records().empty());
@@ -86,19 +74,16 @@ TEST_F(NotifierTest, RefusedValuesThrowFromTheConstructorAndLeaveNothingOpen) {
 TEST_F(NotifierTest, FirstValueArrivesBeforeTheConstructorReturns) {
   std::string fullBuffer;  // 256 units of U+7979 and no terminator: the whole buffer is the text
   for (int i = 0; i < 256; ++i) fullBuffer += "\xE7\xA5\xB9";
-  const struct {
-    DWORD type;
-    std::string bytes, text;
-  } cases[] = {
+  const std::tuple<DWORD, std::string, std::string> cases[] = {
       {REG_EXPAND_SZ, registryStringBytes("%TEMP%"), "%TEMP%"},  // not expanded
       {REG_SZ, registryStringBytes(""), ""},
       {REG_SZ, std::string(512, 'y'), fullBuffer},
       {REG_SZ, registryStringBytes("ab") + registryStringBytes("cd"), "ab"},
   };
-  for (const auto& c : cases) {
-    setRegistryValue(kKey, kValue, c.type, c.bytes);
+  for (const auto& [type, bytes, text] : cases) {
+    setRegistryValue(kKey, kValue, type, bytes);
     makeNotifier();
-    EXPECT_EQ(deliveries().back(), c.text);
+    EXPECT_EQ(deliveries().back(), text);
   }
   EXPECT_EQ(deliveries().size(), 4u);
 }
@@ -122,26 +107,17 @@ TEST_F(NotifierTest, ChangesUnderTheKeyAreDeliveredOnTheWorkerAndFailedReadsLogg
   EXPECT_EQ(deliveries(), (Texts{"1", "2", "2", "3"}));
 }
 
-TEST_F(NotifierTest, StopsWhileSubscribingKeepsFailing) {
+// Three subscriptions fail, then every wait: each failure is logged and paused after, on virtual
+// time as the pause's own wait fails too, and the worker still stops.
+TEST_F(NotifierTest, StopsWhileSubscribingOrWaitingKeepsFailing) {
   setRegistryString(kKey, kValue, "1");
-  sim::test::setHook(
-      &platform::RegNotifyChangeKeyValue, "RegNotifyChangeKeyValue",
-      [](HKEY, BOOL, DWORD, HANDLE, BOOL) -> std::optional<LSTATUS> { return ERROR_KEY_DELETED; });
-  // The pause between attempts ends at once, so the loop goes round quickly.
-  sim::test::setHook(&platform::WaitForMultipleObjects, "WaitForMultipleObjects",
-                     [](DWORD count, const HANDLE*, BOOL, DWORD) -> std::optional<DWORD> {
-                       return count == 1 ? std::optional<DWORD>(WAIT_TIMEOUT) : std::nullopt;
+  VirtualClock clock;
+  std::atomic<int> subscriptions{0};
+  sim::test::setHook(&platform::RegNotifyChangeKeyValue, "RegNotifyChangeKeyValue",
+                     [&](HKEY, BOOL, DWORD, HANDLE, BOOL) -> std::optional<LSTATUS> {
+                       return subscriptions++ < 3 ? std::optional<LSTATUS>(ERROR_KEY_DELETED)
+                                                  : std::nullopt;
                      });
-  auto notifier = makeNotifier();
-  EXPECT_TRUE(eventually([&] {
-    return logged("Failed to subscribe to change notification on registry key: " + kKey,
-                  ERROR_KEY_DELETED) >= 3;
-  }));
-}
-
-TEST_F(NotifierTest, StopsWhileWaitingKeepsFailing) {
-  setRegistryString(kKey, kValue, "1");
-  VirtualClock clock;  // the fallback pause sleeps on virtual time
   sim::test::setHook(&platform::WaitForMultipleObjects, "WaitForMultipleObjects",
                      [](DWORD, const HANDLE*, BOOL, DWORD) -> std::optional<DWORD> {
                        sim::setLastError(ERROR_INVALID_HANDLE);
@@ -152,7 +128,10 @@ TEST_F(NotifierTest, StopsWhileWaitingKeepsFailing) {
     return logged("Failed to wait for event: " + kKey + "\\" + kValue, ERROR_INVALID_HANDLE) >= 3;
   }));
   notifier.reset();
-  EXPECT_GE(clock.sleepCount(), 3);
+  EXPECT_EQ(logged("Failed to subscribe to change notification on registry key: " + kKey,
+                   ERROR_KEY_DELETED),
+            3u);
+  EXPECT_GE(clock.sleepCount(), 6);
 }
 
 TEST_F(NotifierTest, StopsWhenTheStopEventCannotBeSet) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace {
@@ -13,23 +14,19 @@ using namespace velmo::logging;
 // A root printing into two temporary files, and what each has received so far.
 class TerminalLoggerTest : public ::testing::Test {
  protected:
-  void TearDown() override {
-    for (std::FILE* file : {out, err}) std::fclose(file);
-  }
+  using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
   std::unique_ptr<TerminalLogger> makeRoot(std::int32_t level) {
     auto root = std::make_unique<TerminalLogger>(0, level);
-    root->setStreams(out, err);
+    root->setStreams(out.get(), err.get());
     return root;
   }
-  static std::string contents(std::FILE* file) {
-    std::fflush(file);
-    std::rewind(file);
+  static std::string contents(const File& file) {
+    std::rewind(file.get());  // flushes too
     std::string text(1 << 16, '\0');
-    text.resize(std::fread(&text[0], 1, text.size(), file));
+    text.resize(std::fread(&text[0], 1, text.size(), file.get()));
     return text;
   }
-  std::FILE* out = std::tmpfile();
-  std::FILE* err = std::tmpfile();
+  File out{std::tmpfile(), &std::fclose}, err{std::tmpfile(), &std::fclose};
 };
 
 TEST_F(TerminalLoggerTest, FormatsLinesAndKeepsTwoIndependentSequences) {
