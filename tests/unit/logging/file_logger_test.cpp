@@ -76,27 +76,24 @@ TEST_F(FileLoggerTest, HeaderComesFirstAndSubLoggersWriteIntoTheRootsFile) {
   }
 }
 
-TEST_F(FileLoggerTest, TextFileCutsTheOldContentAndEndsAndFlushesEachLine) {
+// A TextFile cuts what the file held, ends each line (at a zero byte) with a line feed and
+// flushes it; one that cannot be opened drops its lines but still has its creation time.
+TEST_F(FileLoggerTest, TextFileWritesWholeFlushedLinesOrDropsThem) {
   const auto path = logDir / "out.txt";
   std::ofstream(path) << "former content of the file\n";
+  const std::int64_t before = systemMilliseconds();
   {
     velmo::TextFile file(path.string());
     for (const std::string& line : std::vector<std::string>{"first", "", {"ab\0cd", 5}}) {
       file.writeLine(line);
-      EXPECT_EQ(contentOf(path).back(), '\n');  // readable before the file is closed
+      EXPECT_EQ(contentOf(path).back(), '\n');
     }
+    velmo::TextFile lost((logDir / "no-such-dir" / "f.txt").string());
+    EXPECT_NO_THROW(lost.writeLine("lost"));
+    EXPECT_GE(lost.creationTime(), before);
+    EXPECT_LE(lost.creationTime(), systemMilliseconds());
   }
-  EXPECT_EQ(contentOf(path), "first\n\nab\n");  // a zero byte ends the line
-}
-
-TEST_F(FileLoggerTest, TextFileThatCannotBeOpenedDropsLinesButKeepsItsCreationTime) {
-  const std::int64_t before = systemMilliseconds();
-  velmo::TextFile file((logDir / "no-such-dir" / "f.txt").string());
-  const std::int64_t after = systemMilliseconds();
-  EXPECT_NO_THROW(file.writeLine("lost"));
-  EXPECT_GE(file.creationTime(), before);
-  EXPECT_LE(file.creationTime(), after);
-  EXPECT_FALSE(std::filesystem::exists(logDir / "no-such-dir"));
+  EXPECT_EQ(contentOf(path), "first\n\nab\n");
   EXPECT_EQ(library_test::messageOf<std::invalid_argument>([] { velmo::TextFile empty(""); }),
             "File path is empty");
 }

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <map>
 #include <thread>
@@ -37,17 +36,11 @@ std::string same(const std::string& text) {
 
 class FileLoggerWindowsTest : public LogDirectoryTest {
  protected:
-  std::unique_ptr<FileLoggerWindows> makeLogger(std::int64_t initialRotationTimeMs) {
-    return std::make_unique<FileLoggerWindows>(0, DEBUG, "session", (logDir / "log").string(),
-                                               initialRotationTimeMs);
-  }
-  static void setRotationValue(const std::string& text) {
-    setRegistryString(FileLoggerWindows::kRotationKey, FileLoggerWindows::kRotationValueName, text);
-  }
-  bool logged(const std::string& message) const {
-    const auto lines = recordsIn(logDir);
-    return std::any_of(lines.begin(), lines.end(),
-                       [&](const LogLine& l) { return l.message == message; });
+  // A logger whose files go to the subdirectory `directory` of the log directory.
+  auto makeLogger(std::int64_t initialMs, const std::string& directory = "") {
+    std::filesystem::create_directories(logDir / directory);
+    return std::make_unique<FileLoggerWindows>(0, DEBUG, "session",
+                                               (logDir / directory / "log").string(), initialMs);
   }
 };
 
@@ -62,24 +55,18 @@ TEST_F(FileLoggerWindowsTest, EachValueGivesItsOneMessageAndRefusedOnesLeaveTheT
        "Invalid log rotation time obtained (\"abc\"). Conversion failed. Continue to use existing "
        "rotation time."},
   };
-  const auto emptyDirectory = [&] {
-    std::filesystem::remove_all(logDir);
-    std::filesystem::create_directories(logDir);
-  };
   for (const auto& [initialMs, text, tag, code, message] : cases) {
-    emptyDirectory();
-    makeLogger(initialMs)->onRotationTimeChanged(text);
-    const auto lines = recordsIn(logDir);  // the first tells that the registry key is missing
+    makeLogger(initialMs, text)->onRotationTimeChanged(text);
+    const auto lines = recordsIn(logDir / text);  // the first tells that the key is missing
     ASSERT_EQ(lines.size(), 2u) << text;
     EXPECT_EQ(std::tie(lines[1].tag, lines[1].resultCode, lines[1].message),
               std::tie(tag, code, message));
   }
-  emptyDirectory();
   {
-    const auto logger = makeLogger(120000);
+    const auto logger = makeLogger(120000, "refused");
     for (const char* text : {"-3", "abc", "", "2"}) logger->onRotationTimeChanged(text);
   }
-  EXPECT_EQ(recordsIn(logDir).back().message, same("2"));
+  EXPECT_EQ(recordsIn(logDir / "refused").back().message, same("2"));
 }
 
 TEST_F(FileLoggerWindowsTest, RotationLosesNoLineAndEveryFileStartsWithTheHeader) {
@@ -114,13 +101,19 @@ TEST_F(FileLoggerWindowsTest, RotationLosesNoLineAndEveryFileStartsWithTheHeader
 
 // The value is followed while the logger runs, and the logger can go while changes arrive.
 TEST_F(FileLoggerWindowsTest, RegistryValueIsFollowedLiveAndTeardownWhileChangesArriveIsSafe) {
-  setRotationValue("1");
+  const auto setValue = [](const char* text) {
+    setRegistryString(FileLoggerWindows::kRotationKey, FileLoggerWindows::kRotationValueName, text);
+  };
+  setValue("1");
   std::atomic<bool> stop{false};
   auto logger = makeLogger(0);
   std::thread writer([&] {
-    for (int n = 0; !stop; ++n) setRotationValue(n % 2 ? "1" : "2");
+    for (int n = 0; !stop; ++n) setValue(n % 2 ? "1" : "2");
   });
-  EXPECT_TRUE(eventually([&] { return logged("Setting log rotation time to: 2 mins"); }));
+  EXPECT_TRUE(eventually([&] {
+    return contentOf(filesIn(logDir).at(0)).find("Setting log rotation time to: 2 mins") !=
+           std::string::npos;
+  }));
   logger.reset();
   stop = true;
   writer.join();
