@@ -51,13 +51,10 @@ inline std::vector<std::string> linesOf(const std::filesystem::path& file) {
 
 // The columns of one record line that the tests read.
 struct LogLine {
-  std::uint32_t threadId;
+  std::uint32_t threadId, category;
   std::int64_t elapsedMs;
-  std::string sessionLogId;
-  std::uint32_t category;
-  std::string tag;
   std::int32_t resultCode;
-  std::string message;  // without leading blanks
+  std::string sessionLogId, tag, message;  // the message without leading blanks
 };
 
 inline std::optional<LogLine> parseLogLine(const std::string& line) {
@@ -65,8 +62,9 @@ inline std::optional<LogLine> parseLogLine(const std::string& line) {
       R"(^\[(\d+) *\] \S{24} +(-?\d+) +(\S+) +(\d+) +(<[A-Z]+>) +(-?\d+) +(.*)$)");
   std::smatch m;
   if (!std::regex_match(line, m, pattern)) return std::nullopt;
-  return LogLine{static_cast<std::uint32_t>(std::stoul(m[1])), std::stoll(m[2]), m[3],
-                 static_cast<std::uint32_t>(std::stoul(m[4])), m[5], std::stoi(m[6]), m[7]};
+  return LogLine{static_cast<std::uint32_t>(std::stoul(m[1])),
+                 static_cast<std::uint32_t>(std::stoul(m[4])), std::stoll(m[2]), std::stoi(m[6]),
+                 m[3], m[5], m[7]};
 }
 
 // Every record line of every file of `directory`, oldest file first, headers left out.

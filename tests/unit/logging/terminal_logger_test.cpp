@@ -64,7 +64,6 @@ TEST_F(TerminalLoggerTest, CallingFormsApplyTheLevelFirst) {
   logError(*root, 2, std::string("as string"));
   logError(*root, 3, "as text");
   logError(*root, 4, "Failed to open registry key:", "SOFTWARE\\Norvalis");
-  logError(*makeRoot(CRITICAL), 1, "not written");
   EXPECT_EQ(contents(out), "0001 *> [Category   0,     INFO    ]       5 : shown\n");
   EXPECT_EQ(contents(err),
             "0001 *> [Category   0,     ERROR   ]       2 : as string\n"
