@@ -87,12 +87,13 @@ TEST_F(NotifierTest, FirstValueArrivesBeforeTheConstructorReturns) {
 
 TEST_F(NotifierTest, ChangesAreDeliveredOnTheWorkerFailedReadsLoggedAndStopAlwaysWorks) {
   setRegistryString(kKey, kValue, "1");
+  setRegistryString(kKey + "\\Sub", "Other", "x");
   auto notifier = makeNotifier();
   ASSERT_TRUE(eventually(subscribed));
   setRegistryString(kKey, kValue, "2");
   ASSERT_TRUE(eventually([&] { return deliveries().size() == 2 && subscribed(); }));
   // Any change in the subtree brings the value again, even an unchanged one.
-  setRegistryString(kKey + "\\Sub", "Other", "x");
+  setRegistryString(kKey + "\\Sub", "Other", "y");
   ASSERT_TRUE(eventually([&] { return deliveries().size() == 3 && subscribed(); }));
   // A value that cannot be read is logged, and the last text stays.
   setRegistryValue(kKey, kValue, REG_SZ, std::nullopt);
