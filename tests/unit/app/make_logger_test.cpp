@@ -7,9 +7,7 @@
 #include "logging/terminal_logger.h"
 #include "tests/support/sim_test.h"
 
-namespace {
-
-class MakeLoggerTest : public testing_support::SimTest {};
+using MakeLoggerTest = testing_support::SimTest;
 
 TEST_F(MakeLoggerTest, EmptyNameGivesTheTerminalAndANameTheRotatingFileLogger) {
   const auto terminal = velmo::makeLogger("");
@@ -20,5 +18,3 @@ TEST_F(MakeLoggerTest, EmptyNameGivesTheTerminalAndANameTheRotatingFileLogger) {
   EXPECT_NE(dynamic_cast<velmo::logging::FileLoggerWindows*>(file.get()), nullptr);
   EXPECT_EQ(file->logLevel, velmo::logging::DEBUG);
 }
-
-}  // namespace
