@@ -51,7 +51,7 @@ TEST_F(PipeClientTest, OpenRetriesOnlyABusyPipeAndAtMostFiveTimes) {
   } rows[] = {
       {{231, 231, 231, 231, 231}, FALSE, 5,
        "Failed to create kestrine pipe client after 5 attempts"},
-      {{231, 2}, FALSE, 1, "Unable to open pipe client with error code 2"},
+      {{231, 5}, FALSE, 1, "Unable to open pipe client with error code 5"},  // not only 2
       {{0}, FALSE, 0, ""},
       {{231, 231, 231, 231, 0}, TRUE, 4, ""}};
   const std::string pipe = R"("\\.\pipe\KestrinePipe")";
