@@ -61,7 +61,7 @@ TEST_F(FileLoggerWindowsTest, EachValueGivesItsOneMessageAndRefusedOnesLeaveTheT
   }
   const auto logger = makeLogger(120000, "refused");
   for (const char* text : {"-3", "abc", "", "2"}) logger->onRotationTimeChanged(text);
-  EXPECT_EQ(recordsIn(logDir / "refused").back().tag, "<DEBUG>") << "2 is not the same";
+  EXPECT_EQ(recordsIn(logDir / "refused").back().tag, "<DEBUG>") << "2 minutes stayed in force";
 }
 
 TEST_F(FileLoggerWindowsTest, RotationLosesNoLineAndEveryFileStartsWithTheHeader) {
