@@ -61,7 +61,7 @@ TEST_F(InventoryTest, FailureStopsTheEnumerationAndKeepsWhatWasListed) {
   for (const auto& [word, monitorInfoCalls, line] :
        {Row{"count", 1, "Failed to get physical monitor count | Error 31!"},
         Row{"list", 2, "getPhysicalMonitorsFromHMONITOR failed with error 31!"}}) {
-    ASSERT_TRUE(sim::updateMonitor(kDisplay2, [&](sim::SimMonitor& m) { m.faults = {{word, 31}}; }));
+    ASSERT_TRUE(sim::updateMonitor(kDisplay2, [w = word](sim::SimMonitor& m) { m.faults = {{w, 31}}; }));
     sim::test::clearCalls();
     root.clear();
     EXPECT_FALSE(Access::enumerate(*blanker, false));
