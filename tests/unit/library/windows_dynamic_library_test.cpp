@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "library/dynamic_library.h"
 #include "platform/loader.h"
