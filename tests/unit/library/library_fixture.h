@@ -1,13 +1,11 @@
 // Shared ground of the library tests: a fresh simulated machine with its default dxva2.dll, a
 // recording logger whose sub-loggers the loader gets, and short ways to change a library's
-// record, count calls and fail one crypt32 step.
+// record and count calls.
 #pragma once
 
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -29,24 +27,11 @@ class LibraryTest : public testing_support::SimTest {
   std::unique_ptr<velmo::logging::LoggerBase> subLogger() {
     return logger.createCategoryLogger(velmo::logging::kInheritCategory);
   }
-
   static std::size_t callCount(const std::string& operation) {
     return sim::test::callsOf(operation).size();
   }
-
   static void changeDxva2(const std::function<void(sim::SimLibrary&)>& change) {
     ASSERT_TRUE(sim::updateSystem32Library("dxva2.dll", change));
-  }
-
-  // The messages logged at ERROR, with their codes.
-  std::vector<testing_support::LogRecord> errors() const {
-    std::vector<testing_support::LogRecord> found;
-    for (const testing_support::LogRecord& record : logger.records()) {
-      if (record.level == velmo::logging::ERROR) {
-        found.push_back(record);
-      }
-    }
-    return found;
   }
 
   testing_support::RecordingLogger logger;

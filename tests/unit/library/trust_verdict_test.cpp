@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "platform/trust.h"
 
 namespace {
@@ -10,56 +12,39 @@ using velmo::LibraryResult;
 
 // Rows hold plain values only: GCC 12 at -O3 takes a std::string inside a parameter row (such
 // as a whole LibraryResult) for maybe-uninitialised where the row is copied, a false positive.
-constexpr const char* kPath = "C:\\d.dll";
 constexpr DWORD code(HRESULT value) { return static_cast<DWORD>(value); }
+constexpr DWORD kNoSignature = code(TRUST_E_NOSIGNATURE);
+constexpr DWORD kForm = code(TRUST_E_SUBJECT_FORM_UNKNOWN);
+constexpr DWORD kProvider = code(TRUST_E_PROVIDER_UNKNOWN);
 
 struct VerdictRow {
-  const char* name;
   LONG status;
   DWORD lastError;
-  bool ok;
   DWORD errorCode;
-  const char* message;
+  const char* message;  // empty when the file is trusted
 };
 
-class TrustVerdictTable : public ::testing::TestWithParam<VerdictRow> {};
-
-TEST_P(TrustVerdictTable, StatusAndLastErrorGiveTheVerdict) {
-  const VerdictRow& row = GetParam();
-  const LibraryResult result = velmo::trustVerdict(row.status, row.lastError, kPath);
-  EXPECT_EQ(result.ok, row.ok);
-  EXPECT_EQ(result.errorCode, row.errorCode);
-  EXPECT_EQ(result.message, row.message);
+TEST(TrustVerdict, StatusAndLastErrorGiveTheVerdict) {
+  for (const VerdictRow& row : std::vector<VerdictRow>{
+    {0, 5, 0, ""},  // the last error does not count
+    {TRUST_E_NOSIGNATURE, kNoSignature, kNoSignature, "The file C:\\d.dll is not signed."},
+    {TRUST_E_NOSIGNATURE, kForm, kForm, "The file C:\\d.dll is not signed."},
+    {TRUST_E_NOSIGNATURE, kProvider, kProvider, "The file C:\\d.dll is not signed."},
+    {TRUST_E_NOSIGNATURE, 2, 2, "Unknown error encountered while examining file C:\\d.dll"},
+    {TRUST_E_EXPLICIT_DISTRUST, 0, 0x800B0111u, "The file C:\\d.dll is explicitly not trusted."},
+    {TRUST_E_SUBJECT_NOT_TRUSTED, 0, 0x800B0004u, "The file C:\\d.dll is untrusted."},
+    {CRYPT_E_SECURITY_SETTINGS, 0, 0x80092026u, "The file C:\\d.dll is implicitly untrusted."},
+    // A code that only the last-error table knows is an unknown status here.
+    {TRUST_E_PROVIDER_UNKNOWN, kNoSignature, kProvider,
+     "The file C:\\d.dll is untrusted Error code -2146762751"}}) {
+    const LibraryResult result = velmo::trustVerdict(row.status, row.lastError, "C:\\d.dll");
+    EXPECT_EQ(result.ok, *row.message == '\0') << row.message;
+    EXPECT_EQ(result.errorCode, row.errorCode) << row.message;
+    EXPECT_EQ(result.message, row.message);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, TrustVerdictTable,
-    ::testing::Values(
-        VerdictRow{"Trusted", 0, 5, true, 0, ""},  // the last error does not count
-        VerdictRow{"NoSignature", TRUST_E_NOSIGNATURE, code(TRUST_E_NOSIGNATURE), false,
-                   code(TRUST_E_NOSIGNATURE), "The file C:\\d.dll is not signed."},
-        VerdictRow{"NoSignatureOfUnknownForm", TRUST_E_NOSIGNATURE,
-                   code(TRUST_E_SUBJECT_FORM_UNKNOWN), false, code(TRUST_E_SUBJECT_FORM_UNKNOWN),
-                   "The file C:\\d.dll is not signed."},
-        VerdictRow{"NoSignatureUnknownProvider", TRUST_E_NOSIGNATURE,
-                   code(TRUST_E_PROVIDER_UNKNOWN), false, code(TRUST_E_PROVIDER_UNKNOWN),
-                   "The file C:\\d.dll is not signed."},
-        VerdictRow{"NoSignatureOtherReason", TRUST_E_NOSIGNATURE, 2, false, 2,
-                   "Unknown error encountered while examining file C:\\d.dll"},
-        VerdictRow{"ExplicitlyDistrusted", TRUST_E_EXPLICIT_DISTRUST, 0, false,
-                   code(TRUST_E_EXPLICIT_DISTRUST), "The file C:\\d.dll is explicitly not trusted."},
-        VerdictRow{"SubjectNotTrusted", TRUST_E_SUBJECT_NOT_TRUSTED, 0, false,
-                   code(TRUST_E_SUBJECT_NOT_TRUSTED), "The file C:\\d.dll is untrusted."},
-        VerdictRow{"SecuritySettings", CRYPT_E_SECURITY_SETTINGS, 0, false,
-                   code(CRYPT_E_SECURITY_SETTINGS), "The file C:\\d.dll is implicitly untrusted."},
-        // A code that only the last-error table knows is an unknown status here.
-        VerdictRow{"ProviderUnknownAsStatus", TRUST_E_PROVIDER_UNKNOWN,
-                   code(TRUST_E_NOSIGNATURE), false, code(TRUST_E_PROVIDER_UNKNOWN),
-                   "The file C:\\d.dll is untrusted Error code -2146762751"}),
-    [](const ::testing::TestParamInfo<VerdictRow>& info) { return info.param.name; });
-
 struct CloseRow {
-  const char* name;
   bool ok;
   DWORD errorCode;
   const char* verdict;
@@ -67,26 +52,20 @@ struct CloseRow {
   const char* message;
 };
 
-class CloseFailure : public ::testing::TestWithParam<CloseRow> {};
-
-TEST_P(CloseFailure, IsAppendedAndNeverTurnsTheVerdict) {
-  const CloseRow& row = GetParam();
-  LibraryResult result{row.ok, row.errorCode, row.verdict};
-  velmo::appendCloseFailure(result, row.closeStatus);
-  EXPECT_EQ(result.ok, row.ok);
-  EXPECT_EQ(result.errorCode, row.errorCode);
-  EXPECT_EQ(result.message, row.message);
+TEST(CloseFailure, IsAppendedAndNeverTurnsTheVerdict) {
+  for (const CloseRow& row : std::vector<CloseRow>{
+    {true, 0, "", 0, ""},
+    {true, 0, "", static_cast<LONG>(0x80004005u),
+     " Closing WinVerifyTrust failed with error code -2147467259"},
+    {false, 0x800B0111u, "Not trusted.", 87,
+     "Not trusted. Closing WinVerifyTrust failed with error code 87"},
+    {false, 2, "reason", 0, "reason"}}) {
+    LibraryResult result{row.ok, row.errorCode, row.verdict};
+    velmo::appendCloseFailure(result, row.closeStatus);
+    EXPECT_EQ(result.ok, row.ok) << row.message;
+    EXPECT_EQ(result.errorCode, row.errorCode) << row.message;
+    EXPECT_EQ(result.message, row.message);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, CloseFailure,
-    ::testing::Values(
-        CloseRow{"PassedAndClosed", true, 0, "", 0, ""},
-        CloseRow{"PassedCloseFailed", true, 0, "", static_cast<LONG>(0x80004005u),
-                 " Closing WinVerifyTrust failed with error code -2147467259"},
-        CloseRow{"RefusedCloseFailed", false, 0x800B0111u, "The file x is explicitly not trusted.",
-                 87, "The file x is explicitly not trusted. Closing WinVerifyTrust failed with error code 87"},
-        CloseRow{"RefusedAndClosed", false, 2, "reason", 0, "reason"}),
-    [](const ::testing::TestParamInfo<CloseRow>& info) { return info.param.name; });
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "blanking/windows_screen_blanker.h"
@@ -28,31 +29,26 @@
 // The one way into the power method: the program itself never offers it.
 class WindowsScreenBlankerTestAccess {
  public:
-  static std::unique_ptr<WindowsScreenBlanker> withPowerMethod(
+  using Blanker = WindowsScreenBlanker;
+  using Records = std::vector<PhysicalMonitorRecord>;
+  static std::unique_ptr<Blanker> withPowerMethod(
       std::unique_ptr<velmo::logging::LoggerBase> logger, const std::string& document) {
-    return std::unique_ptr<WindowsScreenBlanker>(
-        new WindowsScreenBlanker(std::move(logger), document, true));
+    return std::unique_ptr<Blanker>(new Blanker(std::move(logger), document, true));
   }
-  static bool enumerate(WindowsScreenBlanker& b, bool readPowerInfo) {
-    return b.enumeratePhysicalMonitors(readPowerInfo);
-  }
-  static const std::vector<PhysicalMonitorRecord>& physicalMonitors(WindowsScreenBlanker& b) {
-    return b.physicalMonitors;
-  }
-  static const std::vector<PhysicalMonitorRecord>& initialMonitors(WindowsScreenBlanker& b) {
-    return b.initialMonitors;
-  }
-  static bool apply(WindowsScreenBlanker& b, std::uint32_t current, std::uint32_t requested,
+  static bool enumerate(Blanker& b, bool read) { return b.enumeratePhysicalMonitors(read); }
+  static const Records& physicalMonitors(Blanker& b) { return b.physicalMonitors; }
+  static const Records& initialMonitors(Blanker& b) { return b.initialMonitors; }
+  static bool apply(Blanker& b, std::uint32_t current, std::uint32_t requested,
                     std::uint32_t& achieved) {
     return b.applyDPMSRequest(current, requested, achieved);
   }
-  static bool restore(WindowsScreenBlanker& b) { return b.restoreDPMS(); }
-  static std::uint32_t failureCount(WindowsScreenBlanker& b) { return b.dpmsFailureCount; }
-  static std::uint32_t requestedMethods(WindowsScreenBlanker& b) {
+  static bool restore(Blanker& b) { return b.restoreDPMS(); }
+  static std::uint32_t failureCount(Blanker& b) { return b.dpmsFailureCount; }
+  static std::uint32_t requestedMethods(Blanker& b) {
     std::lock_guard<std::mutex> lock(b.requestMutex);
     return b.requestedMethods;
   }
-  static void setRequestedMethods(WindowsScreenBlanker& b, std::uint32_t methods) {
+  static void setRequestedMethods(Blanker& b, std::uint32_t methods) {
     std::lock_guard<std::mutex> lock(b.requestMutex);
     b.requestedMethods = methods;
   }
@@ -64,20 +60,22 @@ using Access = WindowsScreenBlankerTestAccess;
 
 constexpr const char* kDisplay1 = "\\\\.\\DISPLAY1";
 constexpr const char* kDisplay2 = "\\\\.\\DISPLAY2";
+using Modes = std::pair<DWORD, DWORD>;  // D6 of DISPLAY1 and DISPLAY2
 constexpr std::uint32_t kBlankBoth = IOSScreenBlanker::GammaBlanking | IOSScreenBlanker::DPMSBlanking;
 
 // The power members are called on the test's thread while the worker idles: it only acts on a
 // posted request or while a blank is in force, and these tests post none unless they say so.
 class PowerBlankerTest : public testing_support::SimTest {
  protected:
-  void SetUp() override {
-    SimTest::SetUp();
-    ScreenBlanker::setOption(0, false);
-  }
-
+  // The blanker keeps its physical monitor handles to the end of the process; the test closes
+  // them as the end of the process would. The restore-only option goes back to its start value.
   void TearDown() override {
     blanker.reset();
-    destroyLeftPhysicalMonitors();
+    std::vector<PHYSICAL_MONITOR> left;
+    for (HANDLE handle : sim::test::openPhysicalMonitorHandles()) left.push_back({handle, {}});
+    const auto destroy = reinterpret_cast<platform::DestroyPhysicalMonitorsFn>(
+        reinterpret_cast<void (*)()>(sim::dxva2Export("DestroyPhysicalMonitors")));
+    EXPECT_TRUE(left.empty() || destroy(static_cast<DWORD>(left.size()), left.data()));
     ScreenBlanker::setOption(0, false);
     SimTest::TearDown();
   }
@@ -92,18 +90,17 @@ class PowerBlankerTest : public testing_support::SimTest {
     return *blanker;
   }
 
-  static void changeMonitor(const std::string& display,
-                            const std::function<void(sim::SimMonitor&)>& change) {
-    ASSERT_TRUE(sim::updateMonitor(display, change));
-  }
   static void changePhysical(const std::string& display,
                              const std::function<void(sim::SimPhysicalMonitor&)>& change) {
-    changeMonitor(display, [&](sim::SimMonitor& m) { change(m.physical.at(0)); });
+    ASSERT_TRUE(sim::updateMonitor(display, [&](sim::SimMonitor& m) { change(m.physical.at(0)); }));
   }
-  // D6 of the display's first physical monitor; 0 when it has none.
-  static DWORD powerMode(const std::string& display) {
-    const std::optional<sim::SimMonitor> monitor = sim::loadMonitor(display);
-    return monitor->physical.empty() ? 0 : monitor->physical.front().powerMode;
+  // D6 of the first physical monitor of each display; 0 for a display without one.
+  static Modes powerModes() {
+    const auto mode = [](const char* display) -> DWORD {
+      const std::optional<sim::SimMonitor> monitor = sim::loadMonitor(display);
+      return monitor->physical.empty() ? 0 : monitor->physical.front().powerMode;
+    };
+    return {mode(kDisplay1), mode(kDisplay2)};
   }
   static std::size_t calls(const std::string& operation) {
     return sim::test::callsOf(operation).size();
@@ -116,23 +113,6 @@ class PowerBlankerTest : public testing_support::SimTest {
   testing_support::VirtualClock clock;  // the gamma save's reads and sleeps cost no real time
   testing_support::RecordingLogger root;
   std::unique_ptr<WindowsScreenBlanker> blanker;
-
- private:
-  // The blanker keeps its physical monitor handles to the end of the process; the test closes
-  // them as the end of the process would.
-  static void destroyLeftPhysicalMonitors() {
-    const std::vector<HANDLE> handles = sim::test::openPhysicalMonitorHandles();
-    if (handles.empty()) {
-      return;
-    }
-    std::vector<PHYSICAL_MONITOR> entries(handles.size());
-    for (std::size_t i = 0; i < handles.size(); ++i) {
-      entries[i].hPhysicalMonitor = handles[i];
-    }
-    const auto destroy = reinterpret_cast<platform::DestroyPhysicalMonitorsFn>(
-        reinterpret_cast<void (*)()>(sim::dxva2Export("DestroyPhysicalMonitors")));
-    EXPECT_NE(destroy(static_cast<DWORD>(entries.size()), entries.data()), FALSE);
-  }
 };
 
 }  // namespace power_test
