@@ -25,8 +25,7 @@ using testing_support::RecordingLogger;
 using velmo::logging::ERROR;
 using velmo::logging::kUnexpectedFailure;
 
-// Whether the machine holds the all-zero ramp for the display now.
-bool isDark(const char* display) { return gamma_test::isDark(sim::loadDisplay(display)->ramp); }
+using gamma_test::isDark;
 
 // Counts SetDeviceGammaRamp calls and fails them while `failSets` is true.
 struct SetRampProbe {
