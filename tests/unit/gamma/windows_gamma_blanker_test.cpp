@@ -108,7 +108,8 @@ TEST_P(GammaRestoreFailureTest, FiveAttemptsThenFailure) {
 INSTANTIATE_TEST_SUITE_P(
     Faults, GammaRestoreFailureTest,
     ::testing::Values(
-        RestoreFailure{"SetFails", [](sim::SimDisplay& d) { d.faults.setFails = true, d.faults.setErrorCode = 1234; },
+        RestoreFailure{"SetFails",
+                       [](sim::SimDisplay& d) { d.faults.setFails = true, d.faults.setErrorCode = 1234; },
                        "Failed to restore device gamma ramp! (attempt = ", true, ERROR, 1234},
         RestoreFailure{"ReadBackFails", [](sim::SimDisplay& d) { d.faults.getFails = true; },
                        "Restored initial device gamma ramps; but failed read back for validation!",

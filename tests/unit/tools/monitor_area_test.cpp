@@ -1,6 +1,7 @@
 // kestrine-sim's monitor commands, run as the built program against a fresh machine, and the
 // display monitors that the sim then lists in this process.
-#include "platform/monitors.h"
+#include "platform/sim/displays/display_state.h"
+#include "platform/sim/monitors/display_monitors.h"
 #include "platform/sim/monitors/monitor_state.h"
 #include "tests/support/sim_test.h"
 #include "tests/unit/tools/sim_tool.h"
@@ -16,9 +17,10 @@ sim::SimPhysicalMonitor physical(const char* display, std::size_t index = 0) {
 
 TEST_F(MonitorAreaTest, ChangesOnePhysicalMonitorAndListsItsPowerMode) {
   tools_test::simToolAll({{"monitor", "2", "count", "2"}, {"monitor", "display2:2", "value", "4"},
-                          {"monitor", "2:2", "maximum", "0x4"}, {"monitor", "2:2", "caps", "vcp(D6(01 04))"},
-                          {"monitor", "2:2", "description", "Second panel"}, {"monitor", "2:2", "sticks", "no"},
-                          {"monitor", "\\\\.\\DISPLAY1", "fault", "count", "31"}, {"monitor", "1", "fault", "get"}});
+                          {"monitor", "2:2", "maximum", "0x4"}, {"monitor", "2:2", "sticks", "no"},
+                          {"monitor", "2:2", "caps", "vcp(D6(01 04))"}, {"monitor", "1", "fault", "get"},
+                          {"monitor", "2:2", "description", "Second panel"},
+                          {"monitor", "\\\\.\\DISPLAY1", "fault", "count", "31"}});
   const sim::SimPhysicalMonitor second = physical("\\\\.\\DISPLAY2", 1);
   EXPECT_EQ(second.powerMode, 4u);
   EXPECT_EQ(second.powerModeMaximum, 4u);
@@ -36,17 +38,14 @@ TEST_F(MonitorAreaTest, ChangesOnePhysicalMonitorAndListsItsPowerMode) {
 }
 
 TEST_F(MonitorAreaTest, DisplaysOffOrMirroringAreNoDisplayMonitors) {
-  tools_test::simToolAll({{"reset", "--displays", "3"}, {"display", "1", "fault", "off"}, {"display", "2", "flags", "9"}});
-  std::vector<platform::WideString> names;
-  platform::EnumDisplayMonitors(nullptr, nullptr, [](HMONITOR monitor, HDC, LPRECT, LPARAM data) -> BOOL {
-        MONITORINFOEXW info{};
-        info.cbSize = sizeof info;
-        platform::GetMonitorInfoW(monitor, &info);
-        reinterpret_cast<std::vector<platform::WideString>*>(data)->emplace_back(info.szDevice);
-        return TRUE;
-      }, reinterpret_cast<LPARAM>(&names));
-  EXPECT_EQ(names, std::vector<platform::WideString>{u"\\\\.\\DISPLAY3"});
-  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "not a display monitor now", simTool({"monitor", "list"}).output);
+  tools_test::simToolAll(
+      {{"reset", "--displays", "3"}, {"display", "1", "fault", "off"}, {"display", "2", "flags", "9"}});
+  // The rule the sim's EnumDisplayMonitors and the tool's listing both go by.
+  EXPECT_FALSE(sim::isDisplayMonitor(*sim::loadDisplay("\\\\.\\DISPLAY1")));
+  EXPECT_FALSE(sim::isDisplayMonitor(*sim::loadDisplay("\\\\.\\DISPLAY2")));
+  EXPECT_TRUE(sim::isDisplayMonitor(*sim::loadDisplay("\\\\.\\DISPLAY3")));
+  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "not a display monitor now",
+                      simTool({"monitor", "list"}).output);
 }
 
 }  // namespace

@@ -32,7 +32,8 @@ TEST_F(RegistryAreaTest, SetValuesReadBackWithWindowsTypesAndSizes) {
   EXPECT_EQ(stored("Empty")->data.size(), 2u);
   EXPECT_EQ(stored("Count")->type, static_cast<DWORD>(REG_DWORD));
   EXPECT_EQ(stored("Count")->data, std::string("\x10\0\0\0", 4));
-  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "  Count  REG_DWORD  16  (4 bytes)", tools_test::simTool({"show"}).output);
+  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "  Count  REG_DWORD  16  (4 bytes)",
+                      tools_test::simTool({"show"}).output);
   tools_test::simToolAll({{"reg", "delete", "SOFTWARE\\K", "Text"}});
   EXPECT_FALSE(stored("Text"));
   tools_test::simToolAll({{"reg", "delete", "SOFTWARE"}});
