@@ -14,18 +14,14 @@ namespace {
 using testing_support::RecordingLogger;
 
 // A blanker that records what it is asked for.
-class FakeBlanker : public IOSScreenBlanker {
- public:
-  explicit FakeBlanker(std::vector<std::uint32_t>& requests, std::uint32_t supported)
+struct FakeBlanker : IOSScreenBlanker {
+  FakeBlanker(std::vector<std::uint32_t>& requests, std::uint32_t supported)
       : requests(requests), supported(supported) {}
-  ScreenBlankingMethod getSupportedMethods() override {
-    return static_cast<ScreenBlankingMethod>(supported);
-  }
+  ScreenBlankingMethod getSupportedMethods() override { return static_cast<ScreenBlankingMethod>(supported); }
   void requestScreenBlanking(ScreenBlankingMethod method) override { requests.push_back(method); }
   ScreenBlankingMethod getCurrentMethods() override { return NoBlanking; }
   std::string getSavedDisplayStates() const override { return "from fake"; }
 
- private:
   std::vector<std::uint32_t>& requests;
   std::uint32_t supported;
 };
@@ -48,9 +44,8 @@ TEST(ScreenBlankerTest, BlankAsksForWhatTheBlankerSupportsAndRestoreForNoBlankin
 
 TEST(ScreenBlankerTest, RequiresALogger) {
   std::vector<std::uint32_t> requests;
-  EXPECT_EQ(library_test::messageOf<std::invalid_argument>([&] {
-              ScreenBlanker blanker(nullptr, "", std::make_unique<FakeBlanker>(requests, 3));
-            }),
+  EXPECT_EQ(library_test::messageOf<std::invalid_argument>(
+                [&] { ScreenBlanker blanker(nullptr, "", std::make_unique<FakeBlanker>(requests, 3)); }),
             "screen blanker requires a valid logger");
 }
 

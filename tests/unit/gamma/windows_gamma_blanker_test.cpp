@@ -1,51 +1,20 @@
-// The blank and restore passes of the gamma blanker over simulated displays.
+// The gamma blanker over simulated displays: its blank and restore passes, and the "GammaBlanking"
+// value of the display state document it writes and reads.
 #include "blanking/gamma/windows_gamma_blanker.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
+#include <optional>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "platform/displays.h"
-#include "platform/sim/core/test_api.h"
 #include "tests/unit/gamma/gamma_fixture.h"
 #include "tests/unit/library/message_of.h"
 
 namespace {
 
-using gamma_test::GammaTest;
-using gamma_test::kDisplay1;
-using gamma_test::kDisplay2;
-using testing_support::LogRecord;
-using velmo::logging::DEBUG;
-using velmo::logging::ERROR;
-using velmo::logging::kUnexpectedFailure;
-using velmo::logging::LogLevel;
+using namespace gamma_test;
 
 const std::string kBlankSummary = "Failed to set blanking gamma ramps for one or more displays";
 const std::string kRestoreSummary = "Failed to restore initial gamma ramps for one or more displays";
-
-// A ramp unlike the identity: word i of channel c is 200 x i + c.
-sim::RampWords customRamp() {
-  sim::RampWords ramp{};
-  for (std::size_t i = 0; i < ramp.size(); ++i) {
-    ramp[i] = static_cast<WORD>(200 * (i % 256) + i / 256);
-  }
-  return ramp;
-}
-
-std::vector<LogRecord> recordsWith(const testing_support::RecordingLogger& log,
-                                   const std::string& fragment) {
-  std::vector<LogRecord> found;
-  for (const LogRecord& record : log.records()) {
-    if (record.message.find(fragment) != std::string::npos) {
-      found.push_back(record);
-    }
-  }
-  return found;
-}
 
 TEST_F(GammaTest, ConstructionNeedsALogger) {
   EXPECT_EQ(library_test::messageOf<std::invalid_argument>(
@@ -54,132 +23,84 @@ TEST_F(GammaTest, ConstructionNeedsALogger) {
 }
 
 TEST_F(GammaTest, SaveBlankAndRestoreBringTheRampsBack) {
-  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.ramp = customRamp(); });
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
   const std::size_t readsAtConstruction = callCount("GetDeviceGammaRamp");
 
   EXPECT_TRUE(blanker.blank());
   EXPECT_TRUE(blanker.blank());
-  EXPECT_TRUE(gamma_test::isDark(deviceRamp(kDisplay1)));
-  EXPECT_TRUE(gamma_test::isDark(deviceRamp(kDisplay2)));
+  EXPECT_TRUE(isDark(kDisplay1) && isDark(kDisplay2));
   EXPECT_EQ(callCount("GetDeviceGammaRamp"), readsAtConstruction) << "saved once, at construction";
 
   EXPECT_TRUE(blanker.restore());
-  EXPECT_EQ(deviceRamp(kDisplay1), customRamp());
+  EXPECT_EQ(deviceRamp(kDisplay1), sim::identityRamp());
   EXPECT_EQ(deviceRamp(kDisplay2), sim::identityRamp());
-  EXPECT_EQ(log.count("Restored Gammas; RGB brightness (51000, 51001, 51002)"), 1u);
+  EXPECT_EQ(log.count("Restored Gammas; RGB brightness (65535, 65535, 65535)"), 2u);
   EXPECT_FALSE(log.contains("Failed"));
 }
 
 TEST_F(GammaTest, FailingDisplayDoesNotStopTheBlankPass) {
-  changeDisplay(kDisplay1, [](sim::SimDisplay& d) {
-    d.faults.setFails = true;
-    d.faults.setErrorCode = 87;
-  });
+  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults.setFails = true, d.faults.setErrorCode = 87; });
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
   EXPECT_FALSE(blanker.blank());
-  EXPECT_TRUE(gamma_test::isDark(deviceRamp(kDisplay2)));
-  const auto failed = recordsWith(log, "Failed to set gamma ramp for \\\\.\\DISPLAY1 display");
-  ASSERT_EQ(failed.size(), 1u);
-  EXPECT_EQ(failed[0].level, ERROR);
-  EXPECT_EQ(failed[0].resultCode, 87);
-  ASSERT_EQ(log.count(kBlankSummary), 1u);
+  EXPECT_TRUE(isDark(kDisplay2));
+  EXPECT_EQ(linesWith(log, "Failed to set gamma ramp for \\\\.\\DISPLAY1 display", ERROR, 87).size(), 1u);
+  EXPECT_EQ(linesWith(log, kBlankSummary, ERROR, kUnexpectedFailure).size(), 1u);
   EXPECT_EQ(log.records().back().message, kBlankSummary);
-  EXPECT_EQ(log.records().back().resultCode, kUnexpectedFailure);
 }
 
-// blank and restore treat a display without a device context alike.
-struct PassKind {
-  std::string name;
-  std::function<bool(WindowsGammaBlanker&)> run;
-  std::string offNotice;
-  std::string summary;
+// blank (true) and restore (false) treat a turned-off display and one without a context alike.
+class GammaPassTest : public GammaTest, public ::testing::WithParamInterface<bool> {
+ protected:
+  bool run(WindowsGammaBlanker& blanker) { return GetParam() ? blanker.blank() : blanker.restore(); }
+  const std::string& summary() { return GetParam() ? kBlankSummary : kRestoreSummary; }
 };
 
-class GammaPassTest : public GammaTest, public ::testing::WithParamInterface<PassKind> {};
-
 TEST_P(GammaPassTest, TurnedOffDisplayIsToldOnceUntilItComesBack) {
-  const PassKind& pass = GetParam();
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
-  const auto turnOff = [](bool off) {
+  // Each pass runs with DISPLAY1 on (false) or turned off (true), and must succeed.
+  for (const bool off : {true, true, true, true, false, true, true}) {
     changeDisplay(kDisplay1, [off](sim::SimDisplay& d) { d.faults.turnedOff = off; });
-  };
-  turnOff(true);
-  for (int i = 0; i < 10; ++i) {
-    EXPECT_TRUE(pass.run(blanker));
+    EXPECT_TRUE(run(blanker));
   }
-  EXPECT_EQ(log.count(pass.offNotice), 1u);
-  const auto notice = recordsWith(log, pass.offNotice);
-  EXPECT_EQ(notice[0].level, DEBUG);
-  EXPECT_EQ(notice[0].resultCode, 0);
-
-  turnOff(false);
-  EXPECT_TRUE(pass.run(blanker));
-  turnOff(true);
-  EXPECT_TRUE(pass.run(blanker));
-  EXPECT_TRUE(pass.run(blanker));
-  EXPECT_EQ(log.count(pass.offNotice), 2u);
-  EXPECT_FALSE(log.contains(pass.summary));
+  const std::string notice = std::string("Could not ") + (GetParam() ? "blank" : "restore") +
+                             " display \\\\.\\DISPLAY1 because it is turned off, skipping";
+  EXPECT_EQ(linesWith(log, notice, DEBUG, 0).size(), 2u);
+  EXPECT_FALSE(log.contains(summary()));
 }
 
 TEST_P(GammaPassTest, ActiveDisplayWithoutDeviceContextFailsThePass) {
-  const PassKind& pass = GetParam();
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
   changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults.noDeviceContext = true; });
-  EXPECT_FALSE(pass.run(blanker));
-  const auto failed = recordsWith(log, "Failed to create device context for display \\\\.\\DISPLAY1");
-  ASSERT_EQ(failed.size(), 1u);
-  EXPECT_EQ(failed[0].level, ERROR);
-  EXPECT_EQ(failed[0].resultCode, kUnexpectedFailure);
-  EXPECT_EQ(log.count(pass.summary), 1u);
+  EXPECT_FALSE(run(blanker));
+  EXPECT_EQ(linesWith(log, "Failed to create device context for display \\\\.\\DISPLAY1", ERROR,
+                      kUnexpectedFailure).size(), 1u);
+  EXPECT_EQ(log.count(summary()), 1u);
   EXPECT_EQ(callCount("SetDeviceGammaRamp"), 1u) << "the second display is still done";
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Passes, GammaPassTest,
-    ::testing::Values(
-        PassKind{"Blank", [](WindowsGammaBlanker& b) { return b.blank(); },
-                 "Could not blank display \\\\.\\DISPLAY1 because it is turned off, skipping",
-                 kBlankSummary},
-        PassKind{"Restore", [](WindowsGammaBlanker& b) { return b.restore(); },
-                 "Could not restore display \\\\.\\DISPLAY1 because it is turned off, skipping",
-                 kRestoreSummary}),
-    [](const ::testing::TestParamInfo<PassKind>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(BlankAndRestore, GammaPassTest, ::testing::Bool());
 
 // A restore in which every attempt on DISPLAY1 fails in one way.
-struct RestoreFailure {
-  std::string name;
-  std::function<void(sim::SimDisplay&)> fault;
-  std::string lineOfAttempt0;  // "{}" stands for the attempt number where the line has it
-  LogLevel level;
-  std::int32_t resultCode;
-};
+// When numbered, each attempt's line is `line`, the attempt's number and ")".
+struct RestoreFailure { std::string name; std::function<void(sim::SimDisplay&)> fault; std::string line;
+                        bool numbered; LogLevel level; std::int32_t resultCode; };
 
-class GammaRestoreFailureTest : public GammaTest,
-                                public ::testing::WithParamInterface<RestoreFailure> {};
+class GammaRestoreFailureTest : public GammaTest, public ::testing::WithParamInterface<RestoreFailure> {};
 
 TEST_P(GammaRestoreFailureTest, FiveAttemptsThenFailure) {
   const RestoreFailure& c = GetParam();
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
   changeDisplay(kDisplay1, c.fault);
-  log.clear();
   sim::test::clearCalls();
 
   EXPECT_FALSE(blanker.restore());
 
   EXPECT_EQ(callCount("SetDeviceGammaRamp"), 5u + 1u) << "five on DISPLAY1, one on DISPLAY2";
-  const std::string prefix = c.lineOfAttempt0.substr(0, c.lineOfAttempt0.find("{}"));
-  const std::vector<LogRecord> lines = recordsWith(log, prefix);
-  ASSERT_EQ(lines.size(), 5u);
-  for (std::size_t attempt = 0; attempt < lines.size(); ++attempt) {
-    std::string expected = c.lineOfAttempt0;
-    if (const std::size_t at = expected.find("{}"); at != std::string::npos) {
-      expected.replace(at, 2, std::to_string(attempt));
-    }
-    EXPECT_EQ(lines[attempt].message, expected);
-    EXPECT_EQ(lines[attempt].level, c.level);
-    EXPECT_EQ(lines[attempt].resultCode, c.resultCode);
+  std::vector<std::string> expected;
+  for (int attempt = 0; attempt < 5; ++attempt) {
+    expected.push_back(c.numbered ? c.line + std::to_string(attempt) + ")" : c.line);
   }
+  EXPECT_EQ(linesWith(log, c.line, c.level, c.resultCode), expected);
   EXPECT_EQ(log.records().back().message, kRestoreSummary);
   EXPECT_EQ(deviceRamp(kDisplay2), sim::identityRamp());
 }
@@ -188,17 +109,14 @@ INSTANTIATE_TEST_SUITE_P(
     Faults, GammaRestoreFailureTest,
     ::testing::Values(
         RestoreFailure{"SetFails",
-                       [](sim::SimDisplay& d) {
-                         d.faults.setFails = true;
-                         d.faults.setErrorCode = 1234;
-                       },
-                       "Failed to restore device gamma ramp! (attempt = {})", ERROR, 1234},
+                       [](sim::SimDisplay& d) { d.faults.setFails = true, d.faults.setErrorCode = 1234; },
+                       "Failed to restore device gamma ramp! (attempt = ", true, ERROR, 1234},
         RestoreFailure{"ReadBackFails", [](sim::SimDisplay& d) { d.faults.getFails = true; },
                        "Restored initial device gamma ramps; but failed read back for validation!",
-                       DEBUG, 0},
+                       false, DEBUG, 0},
         RestoreFailure{"OneWordAltered", [](sim::SimDisplay& d) { d.faults.alteredReadbackWords = 1; },
                        "Restored initial device gamma ramps; but 1 entries failed validation!",
-                       DEBUG, 0}),
+                       false, DEBUG, 0}),
     [](const ::testing::TestParamInfo<RestoreFailure>& info) { return info.param.name; });
 
 TEST_F(GammaTest, RestoreSucceedsOnASecondAttempt) {
@@ -207,38 +125,26 @@ TEST_F(GammaTest, RestoreSucceedsOnASecondAttempt) {
   int sets = 0;
   sim::test::ScopedHook failFirst(&platform::SetDeviceGammaRamp, "SetDeviceGammaRamp",
                                   [&sets](HDC, LPVOID) -> std::optional<BOOL> {
-                                    if (sets++ == 0) {
-                                      sim::setLastError(5);
-                                      return FALSE;
-                                    }
-                                    return std::nullopt;
+                                    sim::setLastError(5);
+                                    return sets++ > 0 ? std::nullopt : std::optional<BOOL>(FALSE);
                                   });
   EXPECT_TRUE(blanker.restore());
-  const auto failed = recordsWith(log, "Failed to restore device gamma ramp!");
-  ASSERT_EQ(failed.size(), 1u);
-  EXPECT_EQ(failed[0].message, "Failed to restore device gamma ramp! (attempt = 0)");
-  EXPECT_EQ(failed[0].resultCode, 5);
+  EXPECT_EQ(linesWith(log, "Failed to restore device gamma ramp!", ERROR, 5),
+            std::vector<std::string>{"Failed to restore device gamma ramp! (attempt = 0)"});
   EXPECT_EQ(deviceRamp(kDisplay1), sim::identityRamp());
 }
 
 TEST_F(GammaTest, RestoreSkipsADisplayTheDocumentDoesNotName) {
-  Json::Value document;
-  {
-    WindowsGammaBlanker saver(subLogger(), Json::Value(), false);
-    document = saver.toJson();
-  }
+  Json::Value document = WindowsGammaBlanker(subLogger(), Json::Value(), false).toJson();
   document.removeIndex(0, nullptr);  // keep DISPLAY2 only
-  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.ramp.fill(0); });
-  changeDisplay(kDisplay2, [](sim::SimDisplay& d) { d.ramp.fill(0); });
-  log.clear();
-
+  for (const std::string& name : {kDisplay1, kDisplay2}) {
+    changeDisplay(name, [](sim::SimDisplay& d) { d.ramp.fill(0); });
+  }
   WindowsGammaBlanker restorer(subLogger(), document, true);
   EXPECT_FALSE(restorer.restore());
-  const auto skipped = recordsWith(log, "Skipping gamma restoration on display");
-  ASSERT_EQ(skipped.size(), 1u);
-  EXPECT_EQ(skipped[0].message, "Skipping gamma restoration on display: initial gamma was not saved");
-  EXPECT_EQ(skipped[0].resultCode, kUnexpectedFailure);
-  EXPECT_TRUE(gamma_test::isDark(deviceRamp(kDisplay1)));
+  EXPECT_EQ(linesWith(log, "Skipping gamma restoration on display", ERROR, kUnexpectedFailure),
+            std::vector<std::string>{"Skipping gamma restoration on display: initial gamma was not saved"});
+  EXPECT_TRUE(isDark(kDisplay1));
   EXPECT_EQ(deviceRamp(kDisplay2), sim::identityRamp());
 }
 
@@ -249,7 +155,8 @@ TEST_F(GammaTest, RestoreOnlyBlankerReadsNoRampAndBlanksUnsavedDisplays) {
   EXPECT_EQ(callCount("CreateDCA"), 4u) << "one context per display at construction and per pass";
   for (const GammaDisplay& display : blanker.getDisplays()) {
     EXPECT_FALSE(display.initialGammasSaved);
-    EXPECT_TRUE(gamma_test::isDark(deviceRamp(display.displayName)));
+    EXPECT_EQ(toWords(display.initialGammas), sim::RampWords{});
+    EXPECT_TRUE(isDark(display.displayName));
   }
 }
 
@@ -262,10 +169,124 @@ TEST_F(GammaTest, BlankSavesAgainAfterAFailedSaveAndFallsBackToLinear) {
   EXPECT_TRUE(blanker.blank()) << "a failed save does not fail the pass";
   EXPECT_EQ(callCount("GetDeviceGammaRamp"), 40u) << "the second save ran its full time";
   EXPECT_TRUE(blanker.getDisplays()[0].initialGammasSaved);
-  EXPECT_EQ(gamma_test::toWords(blanker.getDisplays()[0].initialGammas),
-            gamma_test::toWords(gamma_test::linearRamp()));
-  EXPECT_TRUE(gamma_test::isDark(deviceRamp(kDisplay1)));
+  EXPECT_EQ(toWords(blanker.getDisplays()[0].initialGammas), toWords(linearRamp()));
+  EXPECT_TRUE(isDark(kDisplay1));
   EXPECT_EQ(log.count("Gamma blanking failed due to failure to find stable initial gamma"), 2u);
+}
+
+// The "GammaBlanking" value of the display state document: writing, reading back, and what the
+// reader tolerates and refuses.
+
+using Change = std::function<void(Json::Value&)>;
+
+// Word i of channel c is (seed + 3 x i + c) mod 65536.
+GammaRamp seededRamp(unsigned seed) {
+  GammaRamp ramp{};
+  for (unsigned i = 0; i < 256; ++i) {
+    ramp.red[i] = static_cast<WORD>(seed + 3 * i);
+    ramp.green[i] = static_cast<WORD>(seed + 3 * i + 1);
+    ramp.blue[i] = static_cast<WORD>(seed + 3 * i + 2);
+  }
+  return ramp;
+}
+
+Json::Value element(const std::string& name, const GammaRamp& ramp, bool saved) {
+  Json::Value entry;
+  entry["displayName"] = name;
+  for (const auto& [key, words] : {std::pair{"red", &ramp.red}, {"green", &ramp.green}, {"blue", &ramp.blue}}) {
+    Json::Value& channel = entry["initialGammas"][key] = Json::Value(Json::arrayValue);
+    for (const WORD word : *words) {
+      channel.append(word);
+    }
+  }
+  entry["initialGammasSaved"] = saved;
+  return entry;
+}
+
+// A document for both default displays, DISPLAY1 with seed 100 and DISPLAY2 with seed 200.
+Json::Value validDocument(const Change& change = [](Json::Value&) {}) {
+  Json::Value document(Json::arrayValue);
+  document.append(element(kDisplay1, seededRamp(100), true));
+  document.append(element(kDisplay2, seededRamp(200), true));
+  change(document);
+  return document;
+}
+
+TEST_F(GammaTest, NoDisplaysGiveANullDocument) {
+  sim::replaceDisplays({});
+  EXPECT_TRUE(WindowsGammaBlanker(subLogger(), Json::Value(), true).toJson().isNull());
+  EXPECT_TRUE(WindowsGammaBlanker(subLogger(), Json::Value(), false).getDisplays().empty());
+  EXPECT_TRUE(log.records().empty());
+}
+
+TEST_F(GammaTest, RoundTripKeepsEveryWordAndTheSavedFlag) {
+  // Two displays of 768 words each take every value from 0 to 65535 across the runs.
+  for (unsigned seed = 0; seed < 65536; seed += 2 * 768) {
+    Json::Value document(Json::arrayValue);
+    document.append(element(kDisplay1, seededRamp(seed), seed % 2 == 0));
+    document.append(element(kDisplay2, seededRamp(seed + 768), false));
+    const WindowsGammaBlanker blanker(subLogger(), document, true);
+    const auto& displays = blanker.getDisplays();
+    ASSERT_EQ(toWords(displays[0].initialGammas), toWords(seededRamp(seed)));
+    ASSERT_EQ(toWords(displays[1].initialGammas), toWords(seededRamp(seed + 768)));
+    ASSERT_TRUE(displays[0].initialGammasSaved);
+    ASSERT_FALSE(displays[1].initialGammasSaved);
+    ASSERT_EQ(blanker.toJson().toStyledString(), document.toStyledString());
+  }
+  EXPECT_TRUE(log.records().empty());
+}
+
+TEST_F(GammaTest, ReaderReadsWhatItCanAndSkipsTheRest) {
+  const std::string kNoDisplay =
+      "Could not read json entry for gamma blanking: could not find corresponding display";
+  struct Row {
+    const char* name;
+    Change change;
+    std::optional<GammaRamp> display1;  // DISPLAY1 afterwards; none: left unsaved, all zero
+    bool display1Saved;
+    std::vector<std::string> messages;
+  };
+  GammaRamp converted = seededRamp(100);
+  const WORD convertedWords[] = {1, 0, 12, 0, 1};  // true, null, 12.7, 65536, 65537
+  std::copy(std::begin(convertedWords), std::end(convertedWords), converted.red.begin());
+  const Row rows[] = {
+      {"GreenOneWordShort", [](Json::Value& d) { d[0]["initialGammas"]["green"].resize(255); },
+       std::nullopt, false, {"Failed to read json gamma entry"}},
+      {"UnknownNameThenNextElement",
+       [](Json::Value& d) { d[0]["displayName"] = "\\\\.\\DISPLAY9"; d[1]["displayName"] = kDisplay1; },
+       seededRamp(200), true, {kNoDisplay}},
+      {"NameInOtherCase", [](Json::Value& d) { d[0]["displayName"] = "\\\\.\\display1"; },
+       std::nullopt, false, {kNoDisplay}},
+      {"LaterDuplicateWins", [](Json::Value& d) { d.append(element(kDisplay1, seededRamp(900), false)); },
+       seededRamp(900), false, {}},
+      {"WordConversions",
+       [](Json::Value& d) { Json::Value& red = d[0]["initialGammas"]["red"];
+         red[0] = true; red[1] = Json::Value(); red[2] = 12.7; red[3] = 65536; red[4] = 65537; },
+       converted, true, {}},
+      {"SavedFlagMissing", [](Json::Value& d) { d[0].removeMember("initialGammasSaved"); },
+       seededRamp(100), false, {}},
+      {"ObjectInsteadOfArray", [](Json::Value& d) { Json::Value object; object["0"] = d[0]; d = object; },
+       std::nullopt, false, {}}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    log.clear();
+    const WindowsGammaBlanker blanker(subLogger(), validDocument(row.change), true);
+    const GammaDisplay& display1 = blanker.getDisplays()[0];
+    EXPECT_EQ(toWords(display1.initialGammas), toWords(row.display1.value_or(GammaRamp{})));
+    EXPECT_EQ(display1.initialGammasSaved, row.display1Saved);
+    EXPECT_EQ(linesWith(log, "", DEBUG, 0), row.messages);
+  }
+}
+
+TEST_F(GammaTest, ReaderThrowsOnAWrongType) {
+  for (const Change& change : std::vector<Change>{
+           [](Json::Value& d) { d[0] = 5; },
+           [](Json::Value& d) { d[0]["initialGammas"]["green"][7] = "7"; },
+           [](Json::Value& d) { d[0]["initialGammas"]["blue"][0] = -1; },
+           [](Json::Value& d) { d[0]["initialGammas"]["red"][9] = Json::UInt64(4294967296ull); },
+           [](Json::Value& d) { d[0]["initialGammasSaved"] = "yes"; }}) {
+    EXPECT_THROW(WindowsGammaBlanker(subLogger(), validDocument(change), true), std::exception);
+  }
 }
 
 }  // namespace
