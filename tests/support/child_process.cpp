@@ -16,17 +16,15 @@ namespace {
 std::string temporaryFile(const char* tag) {
   std::string pattern = std::string("/tmp/kestrine-") + tag + "-XXXXXX";
   const int fd = ::mkstemp(pattern.data());
-  if (fd < 0) {
+  if (fd < 0 || ::close(fd) != 0) {
     throw std::runtime_error("cannot create a temporary file");
   }
-  ::close(fd);
   return pattern;
 }
 
 std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
   std::ostringstream text;
-  text << in.rdbuf();
+  text << std::ifstream(path, std::ios::binary).rdbuf();
   return text.str();
 }
 
@@ -40,20 +38,14 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv,
     args.push_back(const_cast<char*>(arg.c_str()));
   }
   args.push_back(nullptr);
-  pid = ::fork();
-  if (pid < 0) {
-    throw std::runtime_error("fork failed");
-  }
+  pid = ::fork();  // on failure the status stays -1
   if (pid == 0) {
     for (const auto& [name, value] : environment) {
       ::setenv(name.c_str(), value.c_str(), 1);
     }
-    const int in = ::open("/dev/null", O_RDONLY);
-    const int out = ::open(outputPath.c_str(), O_WRONLY | O_TRUNC);
-    const int err = ::open(errorPath.c_str(), O_WRONLY | O_TRUNC);
-    ::dup2(in, 0);
-    ::dup2(out, 1);
-    ::dup2(err, 2);
+    ::dup2(::open("/dev/null", O_RDONLY), 0);
+    ::dup2(::open(outputPath.c_str(), O_WRONLY | O_TRUNC), 1);
+    ::dup2(::open(errorPath.c_str(), O_WRONLY | O_TRUNC), 2);
     ::execv(args[0], args.data());
     ::_exit(127);
   }
@@ -69,21 +61,16 @@ ChildProcess::~ChildProcess() {
 }
 
 ProcessResult ChildProcess::wait() {
-  ProcessResult result;
   int raw = 0;
-  if (pid > 0 && ::waitpid(pid, &raw, 0) == pid) {
-    result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-  }
+  const bool ended = pid > 0 && ::waitpid(pid, &raw, 0) == pid;
   pid = -1;
-  result.output = slurp(outputPath);
-  result.error = slurp(errorPath);
-  return result;
+  return {ended ? (WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw)) : -1,
+          slurp(outputPath), slurp(errorPath)};
 }
 
 ProcessResult runProcess(const std::vector<std::string>& argv,
                          const std::map<std::string, std::string>& environment) {
-  ChildProcess child(argv, environment);
-  return child.wait();
+  return ChildProcess(argv, environment).wait();
 }
 
 }  // namespace testing_support
