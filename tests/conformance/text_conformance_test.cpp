@@ -9,13 +9,11 @@ namespace {
 
 using platform::WideString;
 
-TEST(TextConformance, InvalidUtf8IsReplacedNotRefused) {
+TEST(TextConformance, InvalidInputIsReplacedNotRefused) {
   EXPECT_EQ(velmo::utf8ToWide("a\x80z"), WideString(PLATFORM_WIDE("a\xFFFDz")));
   EXPECT_EQ(velmo::utf8ToWide("a\xE2\x82"), WideString(PLATFORM_WIDE("a\xFFFD")));
   EXPECT_EQ(velmo::utf8ToWide("\xC0\xAF"), WideString(PLATFORM_WIDE("\xFFFD\xFFFD")));
-}
-
-TEST(TextConformance, LoneSurrogateBecomesReplacementCharacter) {
+  // A lone surrogate becomes the replacement character too.
   const WCHAR lone[] = {0xD800, 'x', 0};
   EXPECT_EQ(velmo::wideToUtf8(lone), "\xEF\xBF\xBDx");
 }
