@@ -83,7 +83,8 @@ TEST_F(RegistryConformance, FailuresGiveTheirCodes) {
   EXPECT_EQ(platform::RegOpenKeyExW(HKEY_CURRENT_USER, PLATFORM_WIDE("Software\\KestrineNoSuchKey"),
                                     0, KEY_READ, &other),
             static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(readValue(key, PLATFORM_WIDE("Absent")).status, static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
+  EXPECT_EQ(readValue(key, PLATFORM_WIDE("Absent")).status,
+            static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
   // 256 units and the terminator do not fit 512 bytes.
   const std::vector<BYTE> data = stringBytes(platform::WideString(256, 'x'));
   ASSERT_EQ(set(key, PLATFORM_WIDE("Long"), REG_SZ, data), 0);

@@ -15,7 +15,7 @@ namespace testing_support {
 class SimTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kestrine-test-XXXXXX").string();
+    std::string pattern = std::filesystem::temp_directory_path() / "kestrine-test-XXXXXX";
     ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
     simRoot = pattern;
     ::setenv("KESTRINE_SIM_ROOT", simRoot.c_str(), 1);
