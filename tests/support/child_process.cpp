@@ -6,33 +6,27 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace testing_support {
 namespace {
 
-std::string temporaryFile(const char* tag) {
-  std::string pattern = std::string("/tmp/kestrine-") + tag + "-XXXXXX";
-  const int fd = ::mkstemp(pattern.data());
-  if (fd < 0 || ::close(fd) != 0) {
-    throw std::runtime_error("cannot create a temporary file");
+std::string slurp(std::FILE* file) {
+  std::string text;
+  std::rewind(file);
+  for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) {
+    text += static_cast<char>(c);
   }
-  return pattern;
-}
-
-std::string slurp(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
+  return text;
 }
 
 }  // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& argv,
-                           const std::map<std::string, std::string>& environment)
-    : outputPath(temporaryFile("out")), errorPath(temporaryFile("err")) {
+                           const std::map<std::string, std::string>& environment) {
+  if (!output || !error) {
+    throw std::runtime_error("cannot create a temporary file");
+  }
   std::vector<char*> args;
   for (const std::string& arg : argv) {
     args.push_back(const_cast<char*>(arg.c_str()));
@@ -44,8 +38,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv,
       ::setenv(name.c_str(), value.c_str(), 1);
     }
     ::dup2(::open("/dev/null", O_RDONLY), 0);
-    ::dup2(::open(outputPath.c_str(), O_WRONLY | O_TRUNC), 1);
-    ::dup2(::open(errorPath.c_str(), O_WRONLY | O_TRUNC), 2);
+    ::dup2(::fileno(output.get()), 1);
+    ::dup2(::fileno(error.get()), 2);
     ::execv(args[0], args.data());
     ::_exit(127);
   }
@@ -56,8 +50,6 @@ ChildProcess::~ChildProcess() {
     ::kill(pid, SIGKILL);
     ::waitpid(pid, nullptr, 0);
   }
-  ::unlink(outputPath.c_str());
-  ::unlink(errorPath.c_str());
 }
 
 ProcessResult ChildProcess::wait() {
@@ -65,7 +57,7 @@ ProcessResult ChildProcess::wait() {
   const bool ended = pid > 0 && ::waitpid(pid, &raw, 0) == pid;
   pid = -1;
   return {ended ? (WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw)) : -1,
-          slurp(outputPath), slurp(errorPath)};
+          slurp(output.get()), slurp(error.get())};
 }
 
 ProcessResult runProcess(const std::vector<std::string>& argv,
