@@ -2,6 +2,7 @@
 // output and error captured, and its exit status.
 #pragma once
 
+#include <cstdio>
 #include <map>
 #include <memory>
 #include <string>
@@ -15,7 +16,8 @@ struct ProcessResult {
   std::string error;
 };
 
-// A started child. Its output is collected in files, so it never blocks on a full pipe.
+// A started child. Its output is collected in anonymous temporary files, so it never blocks on a
+// full pipe.
 class ChildProcess {
  public:
   ChildProcess(const std::vector<std::string>& argv,
@@ -28,9 +30,10 @@ class ChildProcess {
   ProcessResult wait();
 
  private:
+  using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+  File output{std::tmpfile(), &std::fclose};
+  File error{std::tmpfile(), &std::fclose};
   int pid = -1;
-  std::string outputPath;
-  std::string errorPath;
 };
 
 // Starts a child and waits for it.

@@ -3,16 +3,35 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <filesystem>
 #include <string>
+
+#include "platform/sim/core/test_api.h"
 
 namespace testing_support {
 
 class SimTest : public ::testing::Test {
  protected:
-  void SetUp() override;
-  void TearDown() override;
+  void SetUp() override {
+    std::string pattern = std::filesystem::temp_directory_path() / "kestrine-test-XXXXXX";
+    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
+    simRoot = pattern;
+    ::setenv("KESTRINE_SIM_ROOT", simRoot.c_str(), 1);
+    sim::test::clearHooks();
+    sim::test::clearCalls();
+    sim::test::recordCalls(true);
+  }
+
+  void TearDown() override {
+    sim::test::clearHooks();
+    sim::test::recordCalls(false);
+    sim::test::clearCalls();
+    EXPECT_EQ(sim::test::openHandleCount(), 0u) << "a handle was left open";
+    std::error_code ec;
+    std::filesystem::remove_all(simRoot, ec);
+  }
 
   std::filesystem::path simRoot;
 };

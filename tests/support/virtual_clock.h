@@ -6,18 +6,12 @@
 #include <cstdint>
 
 #include "platform/sim/core/test_api.h"
+#include "platform/time.h"
 
 namespace testing_support {
 
 class VirtualClock {
  public:
-  VirtualClock();
-  ~VirtualClock();
-  VirtualClock(const VirtualClock&) = delete;
-  VirtualClock& operator=(const VirtualClock&) = delete;
-
-  std::int64_t nowNanoseconds() const { return now.load(); }
-  void advanceMilliseconds(std::int64_t ms) { now.fetch_add(ms * 1000000); }
   // How many times platform::Sleep was called, and for how long in all.
   int sleepCount() const { return sleeps.load(); }
   std::int64_t sleptMilliseconds() const { return slept.load(); }
@@ -26,6 +20,23 @@ class VirtualClock {
   std::atomic<std::int64_t> now{1000000000};
   std::atomic<int> sleeps{0};
   std::atomic<std::int64_t> slept{0};
+  // Set after the counters above, removed before them.
+  sim::test::ScopedHook counter{&platform::QueryPerformanceCounter, "QueryPerformanceCounter",
+                                [this](LARGE_INTEGER* count) -> std::optional<BOOL> {
+                                  count->QuadPart = now.load();
+                                  return TRUE;
+                                }};
+  sim::test::ScopedHook frequency{&platform::QueryPerformanceFrequency, "QueryPerformanceFrequency",
+                                  [](LARGE_INTEGER* frequency) -> std::optional<BOOL> {
+                                    frequency->QuadPart = 1000000000LL;
+                                    return TRUE;
+                                  }};
+  sim::test::ScopedHook sleep{&platform::Sleep, "Sleep", [this](DWORD ms) {
+                                sleeps.fetch_add(1);
+                                slept.fetch_add(ms);
+                                now.fetch_add(static_cast<std::int64_t>(ms) * 1000000);
+                                return true;
+                              }};
 };
 
 }  // namespace testing_support
