@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,8 +36,9 @@ class ProcessObject : public sim::HandleObject {
     const pid_t result = ::waitpid(pid, &status, block ? 0 : WNOHANG);
     if (result == pid) {
       ended = true;
-      exitCode = WIFEXITED(status) ? static_cast<DWORD>(WEXITSTATUS(status))
-                                   : static_cast<DWORD>(128 + WTERMSIG(status));
+      exitCode = terminatedWith ? *terminatedWith
+                 : WIFEXITED(status) ? static_cast<DWORD>(WEXITSTATUS(status))
+                                     : static_cast<DWORD>(128 + WTERMSIG(status));
     } else if (result < 0 && errno == ECHILD) {
       ended = true;  // reaped elsewhere; the code is unknown
       exitCode = 1;
@@ -49,11 +51,22 @@ class ProcessObject : public sim::HandleObject {
     return exitCode;
   }
 
+  // SIGKILL, and the code that Windows would report; a process that has ended stays as it was.
+  bool terminate(DWORD code) {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (ended) {
+      return true;
+    }
+    terminatedWith = code;
+    return ::kill(pid, SIGKILL) == 0;
+  }
+
  private:
   std::mutex mutex;
   pid_t pid;
   bool ended = false;
   DWORD exitCode = STILL_ACTIVE;
+  std::optional<DWORD> terminatedWith;
 };
 
 class ThreadObject : public sim::HandleObject {};
@@ -201,6 +214,20 @@ BOOL GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode) {
   }
   process->reap(false);
   *lpExitCode = process->code();
+  return TRUE;
+}
+
+BOOL TerminateProcess(HANDLE hProcess, UINT uExitCode) {
+  SIM_ENTER(TerminateProcess, hProcess, uExitCode);
+  const auto process = sim::lookupHandleAs<ProcessObject>(sim::HandleKind::Kernel, hProcess);
+  if (!process) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  if (!process->terminate(uExitCode)) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+  }
   return TRUE;
 }
 
