@@ -3,7 +3,9 @@
 
 #include "platform/types.h"
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <sddl.h>
+#else
 using PSECURITY_DESCRIPTOR = void*;
 constexpr DWORD SDDL_REVISION_1 = 1;
 #endif

@@ -5,7 +5,8 @@
 #   2. blank: kestrine-peer blank holds the pipe and starts kestrine --save, which blanks the
 #      displays and hands the document over; the peer holds it; shows the machine, now dark;
 #   3. unblank: kestrine-peer unblank holds the pipe and starts kestrine --restore, which takes
-#      the held document and writes the ramps back; shows the machine as it was.
+#      the held document and writes the ramps back; shows the machine as it was;
+#   4. shows the peer's history, where the served document stays.
 # Every step reports what the programs themselves reported; a failing step ends the job with a
 # non-zero status.
 #
@@ -71,6 +72,9 @@ peer blank
 section "Unblank: the peer hands the document back to kestrine --restore"
 peer unblank
 "$bin/kestrine-sim" show --png "$job/after.png"
+
+section "The peer's history: the document stays, served, for unblank --from"
+"$bin/kestrine-peer" history --store "$store" || die "kestrine-peer history"
 
 section "Done"
 note "the machine, the peer's store and pictures of the displays (before.png, dark.png,"

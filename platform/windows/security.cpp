@@ -1,8 +1,6 @@
 // Forwards the security descriptor functions to Win32 (advapi32). No logic may live here.
 #include "platform/security.h"
 
-#include <sddl.h>
-
 namespace platform {
 
 BOOL ConvertStringSecurityDescriptorToSecurityDescriptorW(

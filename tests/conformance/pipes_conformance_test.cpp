@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "platform/errors.h"
+#include "platform/loader.h"
 #include "platform/local_memory.h"
 #include "platform/pipes_files.h"
 #include "platform/security.h"
@@ -196,9 +197,19 @@ TEST(PipeConformance, PeekTellsListeningFromConnectedFromEnded) {
   EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_BROKEN_PIPE));
 }
 
+// Wine's ntdll exports wine_get_version; Windows' and the sim's loader have no such thing.
+bool runningUnderWine() {
+  const HMODULE ntdll = platform::LoadLibraryExW(conformance::widen("ntdll.dll").c_str(), nullptr, 0);
+  const bool wine = ntdll && platform::GetProcAddress(ntdll, "wine_get_version");
+  if (ntdll) {
+    platform::FreeLibrary(ntdll);
+  }
+  return wine;
+}
+
 // The peer's pipe is its own: a first-instance creation fails with 5 while another server has
-// the pipe, and a pipe restricted to its owner, SYSTEM and Administrators still takes the owner's
-// clients.
+// the pipe (Wine ignores the flag: skipped there), and a pipe restricted to its owner, SYSTEM and
+// Administrators still takes the owner's clients.
 TEST(PipeConformance, FirstInstanceOnlyAndOwnerOnlyPipes) {
   const auto name = uniquePipeName("owned");
   PSECURITY_DESCRIPTOR descriptor = nullptr;
@@ -214,11 +225,15 @@ TEST(PipeConformance, FirstInstanceOnlyAndOwnerOnlyPipes) {
   };
   Handle first(create());
   ASSERT_TRUE(first.valid()) << platform::GetLastError();
-  Handle second(create());
-  EXPECT_FALSE(second.valid());
-  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
   EXPECT_TRUE(Handle(openClient(name)).valid());
+  Handle second(create());
+  const DWORD error = platform::GetLastError();
   platform::LocalFree(descriptor);
+  if (runningUnderWine()) {
+    GTEST_SKIP() << "Wine creates a second instance despite FILE_FLAG_FIRST_PIPE_INSTANCE";
+  }
+  EXPECT_FALSE(second.valid());
+  EXPECT_EQ(error, static_cast<DWORD>(ERROR_ACCESS_DENIED));
 }
 
 }  // namespace

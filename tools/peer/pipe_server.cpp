@@ -32,7 +32,9 @@ PipeServer::PipeServer(const std::string& name, DWORD maxInstances)
       kBufferBytes, kBufferBytes, kDefaultClientWaitMilliseconds, security.attributes()));
   if (!pipe) {
     const DWORD error = platform::GetLastError();
-    if (error == ERROR_ACCESS_DENIED) {
+    // Windows refuses a second first instance with 5; where that flag is not kept (Wine), a full
+    // pipe of another server gives 231.
+    if (error == ERROR_ACCESS_DENIED || error == ERROR_PIPE_BUSY) {
       throw PeerError("another process already serves " + displayName + ": it could take the "
                       "display state document meant for this peer, or hand the tool a wrong one, "
                       "so this peer refuses to share the pipe; end that process first", error);
