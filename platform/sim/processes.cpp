@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -70,6 +71,15 @@ class ProcessObject : public sim::HandleObject {
 };
 
 class ThreadObject : public sim::HandleObject {};
+
+// The process behind a handle; null with ERROR_INVALID_HANDLE when it is none.
+std::shared_ptr<ProcessObject> processOf(HANDLE handle) {
+  auto process = sim::lookupHandleAs<ProcessObject>(sim::HandleKind::Kernel, handle);
+  if (!process) {
+    platform::SetLastError(ERROR_INVALID_HANDLE);
+  }
+  return process;
+}
 
 // Splits a command line by the rules of the Microsoft C runtime: blanks separate arguments,
 // double quotes group, 2n backslashes before a quote give n backslashes and a grouping quote,
@@ -184,9 +194,8 @@ BOOL CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine,
 
 DWORD WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds) {
   SIM_ENTER(WaitForSingleObject, hHandle, dwMilliseconds);
-  const auto process = sim::lookupHandleAs<ProcessObject>(sim::HandleKind::Kernel, hHandle);
+  const auto process = processOf(hHandle);
   if (!process) {
-    SetLastError(ERROR_INVALID_HANDLE);
     return WAIT_FAILED;
   }
   if (dwMilliseconds == INFINITE) {
@@ -219,9 +228,8 @@ BOOL GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode) {
 
 BOOL TerminateProcess(HANDLE hProcess, UINT uExitCode) {
   SIM_ENTER(TerminateProcess, hProcess, uExitCode);
-  const auto process = sim::lookupHandleAs<ProcessObject>(sim::HandleKind::Kernel, hProcess);
+  const auto process = processOf(hProcess);
   if (!process) {
-    SetLastError(ERROR_INVALID_HANDLE);
     return FALSE;
   }
   if (!process->terminate(uExitCode)) {
