@@ -60,9 +60,9 @@ if [[ -n $log ]]; then
     check "the blank request fails and is said to" contains "$work/save.log" "Request to blank failed"
     check "the action completes" contains "$work/save.log" "Kestrine action successful, closing utility"
 fi
-check "the document has its form" python3 - "$work/store/document.json" <<'PY'
+check "the document has its form" python3 - "$work/store/records/1.record" <<'PY'
 import json, sys
-text = open(sys.argv[1], encoding="ascii").read()
+text = open(sys.argv[1], encoding="ascii").read().split("\n", 1)[1]  # after the record's header
 assert text.startswith("{") and text.endswith("}\n") and not text.endswith("\n\n"), "framing"
 assert "\t\"GammaBlanking\" : \n" in text, "styled writer"
 doc = json.loads(text)
@@ -89,7 +89,7 @@ if [[ -n $log ]]; then
 else
     check "a restore log file was written" false
 fi
-check "the document was served" test "$(cat "$work/store/document.state")" = served
+check "the document was served" contains "$work/store/records/1.record" "kestrine-peer-record 1 served"
 
 echo
 if [[ $failures -ne 0 ]]; then
