@@ -13,6 +13,7 @@ constexpr DWORD OPEN_EXISTING = 3;
 constexpr DWORD OPEN_ALWAYS = 4;
 constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 constexpr DWORD FILE_SHARE_READ = 1;
+constexpr DWORD FILE_SHARE_WRITE = 2;
 constexpr DWORD PIPE_ACCESS_INBOUND = 1;
 constexpr DWORD PIPE_ACCESS_OUTBOUND = 2;
 constexpr DWORD PIPE_ACCESS_DUPLEX = 3;
@@ -37,6 +38,11 @@ constexpr DWORD ERROR_FILE_EXISTS = 80;
 constexpr DWORD ERROR_DISK_FULL = 112;
 constexpr DWORD ERROR_INVALID_NAME = 123;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
+constexpr DWORD ERROR_LOCK_VIOLATION = 33;
+constexpr DWORD ERROR_NOT_LOCKED = 158;
+constexpr DWORD FILE_FLAG_FIRST_PIPE_INSTANCE = 0x00080000;
+constexpr DWORD LOCKFILE_FAIL_IMMEDIATELY = 1;
+constexpr DWORD LOCKFILE_EXCLUSIVE_LOCK = 2;
 #endif
 
 namespace platform {
@@ -58,5 +64,15 @@ BOOL ConnectNamedPipe(HANDLE hNamedPipe, LPOVERLAPPED lpOverlapped);
 BOOL DisconnectNamedPipe(HANDLE hNamedPipe);
 BOOL FlushFileBuffers(HANDLE hFile);
 BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags);
+// Never blocks: what a pipe end holds unread, ERROR_BROKEN_PIPE once the other end has closed and
+// everything was read, ERROR_BAD_PIPE on a server end that no client has reached yet.
+BOOL PeekNamedPipe(HANDLE hNamedPipe, LPVOID lpBuffer, DWORD nBufferSize, LPDWORD lpBytesRead,
+                   LPDWORD lpTotalBytesAvail, LPDWORD lpBytesLeftThisMessage);
+// Locks of a file handle against other handles, also of other processes. The sim locks the whole
+// file whatever range is given.
+BOOL LockFileEx(HANDLE hFile, DWORD dwFlags, DWORD dwReserved, DWORD nNumberOfBytesToLockLow,
+                DWORD nNumberOfBytesToLockHigh, LPOVERLAPPED lpOverlapped);
+BOOL UnlockFileEx(HANDLE hFile, DWORD dwReserved, DWORD nNumberOfBytesToUnlockLow,
+                  DWORD nNumberOfBytesToUnlockHigh, LPOVERLAPPED lpOverlapped);
 
 }  // namespace platform

@@ -47,5 +47,7 @@ BOOL CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine,
 // Waits for a process handle to be signalled (the process ended) or the timeout to run out.
 DWORD WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds);
 BOOL GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode);
+// Ends the process at once; its exit code becomes uExitCode.
+BOOL TerminateProcess(HANDLE hProcess, UINT uExitCode);
 
 }  // namespace platform

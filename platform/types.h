@@ -17,6 +17,7 @@ using WORD = std::uint16_t;
 using DWORD = std::uint32_t;
 using LONG = std::int32_t;
 using ULONG = std::uint32_t;
+using PULONG = ULONG*;
 using UINT = unsigned int;
 using INT = int;
 using CHAR = char;

@@ -5,7 +5,8 @@
 #   2. blank: kestrine-peer blank holds the pipe and starts kestrine --save, which blanks the
 #      displays and hands the document over; the peer holds it; shows the machine, now dark;
 #   3. unblank: kestrine-peer unblank holds the pipe and starts kestrine --restore, which takes
-#      the held document and writes the ramps back; shows the machine as it was.
+#      the held document and writes the ramps back; shows the machine as it was;
+#   4. shows the peer's history, where the served document stays.
 # Every step shows what the programs themselves printed, in a section of its own; the lines in
 # which kestrine logs the document it receives are cut to the first and last line of each chunk
 # (the full output of each kestrine-peer run, with the tool's, is kept in build/main-job and
@@ -107,11 +108,11 @@ displays dark.png
 section "Unblank: kestrine-peer starts kestrine --restore and sends the document back"
 peer unblank
 
-# More views of the peer after the unblank go here, one line each, such as:
-#   section "..."; "$bin/kestrine-peer" COMMAND --store "$store"
-
 section "The machine after"
 displays after.png
+
+section "The peer's history: the document stays, served, for unblank --from"
+"$bin/kestrine-peer" history --store "$store" || die "kestrine-peer history"
 
 section "Done"
 note "the machine, the peer's store, the programs' full output and pictures of the displays"

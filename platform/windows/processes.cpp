@@ -21,4 +21,8 @@ BOOL GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode) {
   return ::GetExitCodeProcess(hProcess, lpExitCode);
 }
 
+BOOL TerminateProcess(HANDLE hProcess, UINT uExitCode) {
+  return ::TerminateProcess(hProcess, uExitCode);
+}
+
 }  // namespace platform

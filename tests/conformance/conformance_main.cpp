@@ -9,8 +9,10 @@
 #include <string>
 #endif
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "tests/conformance/conformance_self.h"
 
@@ -23,6 +25,11 @@ int main(int argc, char** argv) {
   constexpr const char kExitFlag[] = "--conformance-exit=";
   if (argc > 1 && std::strncmp(argv[1], kExitFlag, sizeof kExitFlag - 1) == 0) {
     return std::atoi(argv[1] + sizeof kExitFlag - 1);
+  }
+  // Started by a check that ends it: wait long enough never to end by itself during the check.
+  if (argc > 1 && std::strcmp(argv[1], "--conformance-linger") == 0) {
+    std::this_thread::sleep_for(std::chrono::minutes(5));
+    return 0;
   }
   conformance::selfPath = argv[0];
   ::testing::InitGoogleTest(&argc, argv);

@@ -4,6 +4,7 @@
 #include <string>
 
 namespace conformance {
-// argv[0] of the check executable. Started with "--conformance-exit=N" it ends with status N.
+// argv[0] of the check executable. Started with "--conformance-exit=N" it ends with status N,
+// with "--conformance-linger" it waits for minutes.
 extern std::string selfPath;
 }  // namespace conformance

@@ -114,4 +114,23 @@ TEST(FileConformance, HandleOpenedForReadingOnlyCannotWrite) {
   EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
 }
 
+// The peer's store lock: an exclusive lock keeps every other handle out until it is released.
+TEST(FileConformance, ExclusiveLockHoldsAgainstASecondHandleUntilUnlocked) {
+  const auto name = fileName("lock");
+  ASSERT_TRUE(writeFile(name, ""));
+  const auto open = [&] {
+    return platform::CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                 nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  };
+  Handle first(open());
+  Handle second(open());
+  OVERLAPPED whole{};
+  const DWORD exclusiveNow = LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY;
+  ASSERT_TRUE(platform::LockFileEx(first.get(), exclusiveNow, 0, 0xFFFFFFFFu, 0xFFFFFFFFu, &whole));
+  EXPECT_FALSE(platform::LockFileEx(second.get(), exclusiveNow, 0, 0xFFFFFFFFu, 0xFFFFFFFFu, &whole));
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_LOCK_VIOLATION));
+  ASSERT_TRUE(platform::UnlockFileEx(first.get(), 0, 0xFFFFFFFFu, 0xFFFFFFFFu, &whole));
+  EXPECT_TRUE(platform::LockFileEx(second.get(), exclusiveNow, 0, 0xFFFFFFFFu, 0xFFFFFFFFu, &whole));
+}
+
 }  // namespace

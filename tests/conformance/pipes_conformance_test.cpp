@@ -7,7 +7,10 @@
 #include <thread>
 
 #include "platform/errors.h"
+#include "platform/loader.h"
+#include "platform/local_memory.h"
 #include "platform/pipes_files.h"
+#include "platform/security.h"
 #include "tests/conformance/pipe_fixture.h"
 
 namespace {
@@ -168,6 +171,69 @@ TEST(PipeConformance, CloseHandleRefusesAHandleThatIsNotOpen) {
   ASSERT_TRUE(platform::CloseHandle(server));
   EXPECT_FALSE(platform::CloseHandle(server));
   EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+}
+
+// The peer waits for its client by looking into the pipe, which never blocks.
+TEST(PipeConformance, PeekTellsListeningFromConnectedFromEnded) {
+  const auto name = uniquePipeName("peek");
+  Handle server(createServer(name));
+  DWORD available = 99;
+  EXPECT_FALSE(platform::PeekNamedPipe(server.get(), nullptr, 0, nullptr, &available, nullptr));
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_BAD_PIPE));
+  Handle client(openClient(name));
+  ASSERT_TRUE(client.valid());
+  ASSERT_TRUE(platform::PeekNamedPipe(server.get(), nullptr, 0, nullptr, &available, nullptr));
+  EXPECT_EQ(available, 0u);
+  ASSERT_TRUE(writeAll(client.get(), "abc"));
+  client.reset();
+  char bytes[8] = {};
+  DWORD copied = 0;
+  ASSERT_TRUE(platform::PeekNamedPipe(server.get(), bytes, sizeof bytes, &copied, &available, nullptr));
+  EXPECT_EQ(available, 3u);
+  EXPECT_EQ(std::string(bytes, copied), "abc");
+  DWORD error = 0;
+  EXPECT_EQ(readToEnd(server.get(), 8, error), "abc");
+  EXPECT_FALSE(platform::PeekNamedPipe(server.get(), nullptr, 0, nullptr, &available, nullptr));
+  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_BROKEN_PIPE));
+}
+
+// Wine's ntdll exports wine_get_version; Windows' and the sim's loader have no such thing.
+bool runningUnderWine() {
+  const HMODULE ntdll = platform::LoadLibraryExW(conformance::widen("ntdll.dll").c_str(), nullptr, 0);
+  const bool wine = ntdll && platform::GetProcAddress(ntdll, "wine_get_version");
+  if (ntdll) {
+    platform::FreeLibrary(ntdll);
+  }
+  return wine;
+}
+
+// The peer's pipe is its own: a first-instance creation fails with 5 while another server has
+// the pipe (Wine ignores the flag: skipped there), and a pipe restricted to its owner, SYSTEM and
+// Administrators still takes the owner's clients.
+TEST(PipeConformance, FirstInstanceOnlyAndOwnerOnlyPipes) {
+  const auto name = uniquePipeName("owned");
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  ASSERT_TRUE(platform::ConvertStringSecurityDescriptorToSecurityDescriptorW(
+      conformance::widen("D:P(A;;GA;;;OW)(A;;GA;;;SY)(A;;GA;;;BA)").c_str(), SDDL_REVISION_1,
+      &descriptor, nullptr))
+      << platform::GetLastError();
+  SECURITY_ATTRIBUTES security{sizeof(SECURITY_ATTRIBUTES), descriptor, FALSE};
+  const auto create = [&] {
+    return platform::CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE,
+                                      PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, 2, 4096, 4096,
+                                      0, &security);
+  };
+  Handle first(create());
+  ASSERT_TRUE(first.valid()) << platform::GetLastError();
+  EXPECT_TRUE(Handle(openClient(name)).valid());
+  Handle second(create());
+  const DWORD error = platform::GetLastError();
+  platform::LocalFree(descriptor);
+  if (runningUnderWine()) {
+    GTEST_SKIP() << "Wine creates a second instance despite FILE_FLAG_FIRST_PIPE_INSTANCE";
+  }
+  EXPECT_FALSE(second.valid());
+  EXPECT_EQ(error, static_cast<DWORD>(ERROR_ACCESS_DENIED));
 }
 
 }  // namespace

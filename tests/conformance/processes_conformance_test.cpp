@@ -10,10 +10,9 @@
 
 namespace {
 
-// Starts this executable with "--conformance-exit=<code>" and gives the process information.
-PROCESS_INFORMATION startSelf(int code) {
-  platform::WideString commandLine =
-      velmo::utf8ToWide("\"" + conformance::selfPath + "\" --conformance-exit=" + std::to_string(code));
+// Starts this executable with `flag` and gives the process information.
+PROCESS_INFORMATION startSelf(const std::string& flag) {
+  platform::WideString commandLine = velmo::utf8ToWide("\"" + conformance::selfPath + "\" " + flag);
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION info{};
@@ -26,7 +25,7 @@ PROCESS_INFORMATION startSelf(int code) {
 
 TEST(ProcessConformance, ExitCodeOfAChildIsReadAfterItEnds) {
   for (const int code : {0, 7, 255}) {
-    PROCESS_INFORMATION info = startSelf(code);
+    PROCESS_INFORMATION info = startSelf("--conformance-exit=" + std::to_string(code));
     ASSERT_NE(info.hProcess, nullptr);
     EXPECT_EQ(platform::WaitForSingleObject(info.hProcess, INFINITE), WAIT_OBJECT_0);
     DWORD exitCode = 12345;
@@ -35,6 +34,19 @@ TEST(ProcessConformance, ExitCodeOfAChildIsReadAfterItEnds) {
     platform::CloseHandle(info.hThread);
     platform::CloseHandle(info.hProcess);
   }
+}
+
+TEST(ProcessConformance, TerminatedChildEndsAtOnceWithTheGivenCode) {
+  PROCESS_INFORMATION info = startSelf("--conformance-linger");
+  ASSERT_NE(info.hProcess, nullptr);
+  EXPECT_EQ(platform::WaitForSingleObject(info.hProcess, 50), WAIT_TIMEOUT);
+  EXPECT_NE(platform::TerminateProcess(info.hProcess, 9), 0);
+  EXPECT_EQ(platform::WaitForSingleObject(info.hProcess, 10000), WAIT_OBJECT_0);
+  DWORD exitCode = 0;
+  EXPECT_NE(platform::GetExitCodeProcess(info.hProcess, &exitCode), 0);
+  EXPECT_EQ(exitCode, 9u);
+  platform::CloseHandle(info.hThread);
+  platform::CloseHandle(info.hProcess);
 }
 
 TEST(ProcessConformance, MissingProgramFailsWithFileNotFound) {

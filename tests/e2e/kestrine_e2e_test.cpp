@@ -39,17 +39,27 @@ class KestrineEndToEnd : public testing_support::SimTest {
     ASSERT_EQ(sim({"reset"}).status, 0);
   }
 
-  // With KESTRINE_E2E_DOCUMENTS set, the document the peer holds at the end of a test is kept
-  // there, for the check against the document's schema (e2e_documents_schema).
+  // With KESTRINE_E2E_DOCUMENTS set, every document of the peer's history that is not marked
+  // damaged is kept there at the end of a test, for the check against the document's schema
+  // (e2e_documents_schema).
   void TearDown() override {
     const char* keep = std::getenv("KESTRINE_E2E_DOCUMENTS");
-    if (keep != nullptr && std::filesystem::exists(storedDocument())) {
+    const auto records = simRoot / "peer" / "records";
+    if (keep != nullptr && std::filesystem::is_directory(records)) {
       const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-      std::string name = std::string(test->test_suite_name()) + "." + test->name() + ".json";
+      std::string name = std::string(test->test_suite_name()) + "." + test->name();
       std::replace(name.begin(), name.end(), '/', '_');
       std::filesystem::create_directories(keep);
-      std::filesystem::copy_file(storedDocument(), std::filesystem::path(keep) / name,
-                                 std::filesystem::copy_options::overwrite_existing);
+      for (const auto& entry : std::filesystem::directory_iterator(records)) {
+        std::ifstream in(entry.path());
+        std::string header;
+        if (entry.path().extension() != ".record" || !std::getline(in, header) ||
+            header.find(" damaged ") != std::string::npos) {
+          continue;
+        }
+        std::ofstream(std::filesystem::path(keep) / (name + "." + entry.path().stem().string() + ".json"))
+            << in.rdbuf();
+      }
     }
     SimTest::TearDown();
   }
@@ -90,7 +100,26 @@ class KestrineEndToEnd : public testing_support::SimTest {
     return true;
   }
 
-  std::filesystem::path storedDocument() const { return simRoot / "peer" / "document.json"; }
+  ProcessResult peer(std::vector<std::string> args) {
+    args.insert(args.begin(), kPeer);
+    return runProcess(args, environment);
+  }
+
+  // The document of the peer's history record `id`: its file without the header line.
+  std::string recordDocument(unsigned id) const {
+    std::ifstream in(simRoot / "peer" / "records" / (std::to_string(id) + ".record"));
+    std::string header;
+    std::getline(in, header);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  }
+
+  // An executable shell script in the sim root, to stand in for the tool.
+  std::string script(const std::string& name, const std::string& body) const {
+    const std::filesystem::path path = simRoot / name;
+    std::ofstream(path) << "#!/bin/sh\n" << body << "\n";
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    return path.string();
+  }
 
   std::map<std::string, std::string> environment;
 };
@@ -120,9 +149,8 @@ TEST_F(KestrineEndToEnd, SaveDarkensEveryDisplayAndRestoreBringsBackEveryWord) {
     at = found;
   }
 
-  std::ifstream stored(storedDocument());
   Json::Value document;
-  ASSERT_TRUE(Json::Reader().parse(stored, document));
+  ASSERT_TRUE(Json::Reader().parse(recordDocument(1), document));
   ASSERT_EQ(document["GammaBlanking"].size(), 2u);
   EXPECT_FALSE(document.isMember("initialMonitors"));
 
@@ -184,35 +212,149 @@ TEST_F(KestrineEndToEnd, DocumentNestedBeyondTheParserLimitEndsTheRestoreWithMin
   EXPECT_EQ(restore.output.find("Restore action complete"), std::string::npos);
 }
 
-TEST_F(KestrineEndToEnd, PeerBlankHoldsTheDocumentUntilUnblankHasUsedIt) {
-  auto peer = [this](std::vector<std::string> args) {
-    args.insert(args.begin(), kPeer);
-    return runProcess(args, environment);
-  };
-  const ProcessResult blank = peer({"blank"});
-  ASSERT_EQ(blank.status, 0) << blank.output << blank.error;
+// The tool reports a failed restore only in its log: the document stays in the history, and
+// `unblank --from` brings back the display that the failed restore left dark.
+TEST_F(KestrineEndToEnd, PeerHistoryBringsBackADisplayThatAFailedRestoreLeftDark) {
+  ASSERT_EQ(sim({"display", "1", "ramp", "linear"}).status, 0);
+  const Ramp before = readRamp(kDisplay1);
+  ASSERT_EQ(peer({"blank"}).status, 0);
   EXPECT_TRUE(isDark(readRamp(kDisplay1)));
-  std::ifstream first(storedDocument());
-  const std::string held((std::istreambuf_iterator<char>(first)), std::istreambuf_iterator<char>());
-  ASSERT_FALSE(held.empty());
 
-  // While the held document has not been used, a second save would record dark displays.
+  // While the held document has not been used, a second save would record dark displays; a save
+  // that fails never adds a held document, even with --force.
   const ProcessResult again = peer({"blank"});
-  EXPECT_NE(again.status, 0);
+  EXPECT_EQ(again.status, 2);
   EXPECT_NE(again.error.find("no restore has used it yet"), std::string::npos) << again.error;
   EXPECT_EQ(again.output.find("started"), std::string::npos) << "the tool must not run";
+  EXPECT_EQ(peer({"blank", "--force", "--tool-arg", "--bogus"}).status, 1);
 
-  // A save that fails never replaces the held document, even with --force.
-  const ProcessResult failed = peer({"blank", "--force", "--tool-arg", "--bogus"});
-  EXPECT_EQ(failed.status, 1);
-  std::ifstream second(storedDocument());
-  EXPECT_EQ(std::string((std::istreambuf_iterator<char>(second)), std::istreambuf_iterator<char>()),
-            held);
+  ASSERT_EQ(sim({"display", "1", "fault", "set-fails", "5"}).status, 0);
+  EXPECT_EQ(peer({"unblank"}).status, 0) << "the tool's status says the action ran, no more";
+  EXPECT_TRUE(isDark(readRamp(kDisplay1)));
+  ASSERT_EQ(sim({"display", "1", "fault", "clear"}).status, 0);
+  Json::Value history;
+  ASSERT_TRUE(Json::Reader().parse(peer({"history", "--json"}).output, history));
+  ASSERT_EQ(history.size(), 1u);
+  EXPECT_EQ(history[0]["state"].asString(), "served");
+  EXPECT_EQ(peer({"unblank"}).status, 2) << "nothing is held any more";
 
-  const ProcessResult unblank = peer({"unblank"});
-  EXPECT_EQ(unblank.status, 0) << unblank.output << unblank.error;
+  const ProcessResult from = peer({"unblank", "--from", "1"});
+  EXPECT_EQ(from.status, 0) << from.output << from.error;
+  EXPECT_EQ(readRamp(kDisplay1), before);
+}
+
+TEST_F(KestrineEndToEnd, TwoPeersBlankingAtOnceHoldOneWholeDocument) {
+  ChildProcess first({kPeer, "blank", "--instances", "2"}, environment);
+  ChildProcess second({kPeer, "blank", "--instances", "2"}, environment);
+  const std::vector<ProcessResult> results{first.wait(), second.wait()};
+  EXPECT_EQ(results[0].status + results[1].status, 2) << "one holds, the other refuses";
+  Json::Value history;
+  ASSERT_TRUE(Json::Reader().parse(peer({"history", "--json"}).output, history));
+  ASSERT_EQ(history.size(), 1u);
+  EXPECT_EQ(history[0]["state"].asString(), "held");
+  Json::Value document;
+  ASSERT_TRUE(Json::Reader().parse(recordDocument(1), document));
+  for (const Json::Value& display : document["GammaBlanking"]) {
+    EXPECT_TRUE(display["initialGammasSaved"].asBool());
+    EXPECT_EQ(display["initialGammas"]["red"][255].asUInt(), 65535u) << "the identity ramp, not dark";
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(simRoot / "peer" / "records")) {
+    EXPECT_EQ(entry.path().extension(), ".record") << entry.path();
+  }
+}
+
+// A store that cannot take a document stops the save before any display goes dark; one that
+// fails after the save leaves the document beside the store.
+TEST_F(KestrineEndToEnd, PeerNeverLosesADocumentToAStoreThatRefusesIt) {
+  const ProcessResult full = runProcess(
+      {"/bin/sh", "-c", "ulimit -f 64; trap '' XFSZ; exec \"$0\" blank", kPeer}, environment);
+  EXPECT_EQ(full.status, 2);
+  EXPECT_NE(full.error.find("cannot take a document of 1048576 bytes"), std::string::npos) << full.error;
+  EXPECT_EQ(full.output.find("started"), std::string::npos);
   EXPECT_FALSE(isDark(readRamp(kDisplay1)));
-  EXPECT_EQ(peer({"blank"}).status, 0) << "after a restore a new blank is allowed";
+
+  const std::string sabotage = script(
+      "sabotage", "\"" + kTool + "\" \"$@\"; status=$?\n"
+      "rm -r \"$KESTRINE_SIM_ROOT/peer/records\"; touch \"$KESTRINE_SIM_ROOT/peer/records\"\nexit $status");
+  const ProcessResult failed = peer({"blank", "--tool", sabotage});
+  EXPECT_EQ(failed.status, 2);
+  EXPECT_TRUE(isDark(readRamp(kDisplay1)));
+  std::vector<std::filesystem::path> rescued;
+  for (const auto& entry : std::filesystem::directory_iterator(simRoot / "peer-rescued")) {
+    rescued.push_back(entry.path());
+  }
+  ASSERT_EQ(rescued.size(), 1u) << failed.output;
+  EXPECT_NE(failed.output.find("the document was written to " + rescued[0].string()), std::string::npos);
+  std::filesystem::remove(simRoot / "peer" / "records");
+  auto sender = startPeer({"send", "--in", rescued[0].string()});
+  EXPECT_EQ(tool({"--restore"}).status, 0);
+  EXPECT_FALSE(isDark(readRamp(kDisplay1)));
+}
+
+TEST_F(KestrineEndToEnd, ADocumentSentWholeIsHeldWhateverTheToolsStatus) {
+  const ProcessResult blank = peer({"blank", "--tool", script("fails", "\"" + kTool + "\" \"$@\"; exit 3")});
+  EXPECT_EQ(blank.status, 3);
+  EXPECT_NE(blank.output.find("held as #1"), std::string::npos) << blank.output;
+  EXPECT_NE(blank.output.find("ended with status 3 after it had sent the whole document"),
+            std::string::npos);
+  EXPECT_EQ(peer({"unblank"}).status, 0);
+  EXPECT_FALSE(isDark(readRamp(kDisplay1)));
+}
+
+// Every wait of blank has a limit and ends with a message that says which.
+struct BoundedWaitCase {
+  const char* name;
+  const char* tool;  // a shell script's body; the tool's arguments are "$@"
+  std::vector<std::string> options;
+  int status;
+  const char* shown;
+};
+
+class PeerBoundedWait : public KestrineEndToEnd,
+                        public ::testing::WithParamInterface<BoundedWaitCase> {};
+
+TEST_P(PeerBoundedWait, EndsWithAClearMessage) {
+  std::vector<std::string> args{"blank", "--tool", script("tool", GetParam().tool)};
+  args.insert(args.end(), GetParam().options.begin(), GetParam().options.end());
+  const ProcessResult run = peer(args);
+  EXPECT_EQ(run.status, GetParam().status);
+  EXPECT_NE(run.output.find(GetParam().shown), std::string::npos) << run.output;
+  EXPECT_EQ(peer({"history", "--json"}).output, "[]\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, PeerBoundedWait,
+    ::testing::Values(
+        BoundedWaitCase{"toolEndsWithoutConnecting", "exit 4", {}, 4,
+                        "the tool ended with status 4 without connecting"},
+        BoundedWaitCase{"toolNeverConnects", "exec sleep 30", {"--connect-timeout", "0.3"}, 9,
+                        "did not connect to \\\\.\\pipe\\KestrinePipe within 0.3 s"},
+        BoundedWaitCase{"damagedPipeSettings",
+                        "echo x > \"$KESTRINE_SIM_ROOT/pipes/kestrinepipe/settings\"; exec " KESTRINE_EXE " \"$@\"",
+                        {}, 255, "the tool ended with status 255 without connecting"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(KestrineEndToEnd, PeerRefusesAPipeThatAnotherProcessServes) {
+  auto other = startPeer({"receive", "--store", (simRoot / "other").string()});
+  const ProcessResult blank = peer({"blank"});
+  EXPECT_EQ(blank.status, 2);
+  EXPECT_NE(blank.error.find("another process already serves"), std::string::npos) << blank.error;
+  EXPECT_FALSE(isDark(readRamp(kDisplay1)));
+}
+
+TEST_F(KestrineEndToEnd, AnUnsavedDisplayIsNamedAndComesBackLinearOnRequest) {
+  ASSERT_EQ(sim({"display", "2", "fault", "changing"}).status, 0);
+  const ProcessResult blank = peer({"blank"});
+  EXPECT_NE(blank.output.find("no saved ramp for \\\\.\\DISPLAY2"), std::string::npos) << blank.output;
+  ASSERT_EQ(sim({"display", "2", "fault", "clear"}).status, 0);
+  ASSERT_EQ(sim({"display", "2", "ramp", "zero"}).status, 0);
+  EXPECT_EQ(peer({"unblank", "--linear-for-unsaved"}).status, 0);
+  const Ramp lit = readRamp(kDisplay2);
+  for (std::size_t i = 0; i < lit.size(); ++i) {
+    ASSERT_EQ(lit[i], 255 * (i % 256)) << i;
+  }
+  EXPECT_NE(recordDocument(1).find("\"initialGammasSaved\" : false"), std::string::npos)
+      << "the stored document stays as it was";
 }
 
 TEST_F(KestrineEndToEnd, PeerUnblankWithoutDocumentRefusesWithoutStartingTheTool) {

@@ -72,9 +72,9 @@ store=$(winepath -w "$work/store" 2>/dev/null)
 win blank.out kestrine-peer.exe blank --store "$store"
 check "blank through the packaged peer ends with 0" test $? -eq 0
 check "and started the packaged tool" grep -qF "$name\\kestrine.exe" "$work/blank.out"
-check "the peer holds the document" contains "$work/store/document.json" '"GammaBlanking"'
+check "the peer holds the document" contains "$work/store/records/1.record" '"GammaBlanking"'
 win unblank.out kestrine-peer.exe unblank --store "$store"
 check "unblank through the packaged peer ends with 0" test $? -eq 0
-check "the restore has used the document" test "$(cat "$work/store/document.state" 2>/dev/null)" = served
+check "the restore has used the document" contains "$work/store/records/1.record" "kestrine-peer-record 1 served"
 
 finish

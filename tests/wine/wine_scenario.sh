@@ -71,13 +71,15 @@ if [[ -n $log ]]; then
     check "the blank request fails and is said to" contains "$work/save.log" "Request to blank failed"
     check "the action completes" contains "$work/save.log" "Kestrine action successful, closing utility"
 fi
-# document_holds WHAT: the held document has its form and records WHAT: "linear" (no ramp could be
-# read), "identity" (the screen's ramp at gamma 1) or "gamma" (green at gamma 1, red and blue not).
+# document_holds WHAT: the newest document in the peer's history has its form and records WHAT:
+# "linear" (no ramp could be read), "identity" (the screen's ramp at gamma 1) or "gamma" (green at
+# gamma 1, red and blue not).
 document_holds() {
-    python3 - "$work/store/document.json" "$1" "$displays" <<'PY'
-import json, sys
+    python3 - "$work/store/records" "$1" "$displays" <<'PY'
+import json, pathlib, sys
 what, displays = sys.argv[2], int(sys.argv[3])
-text = open(sys.argv[1], encoding="ascii").read()
+newest = max(pathlib.Path(sys.argv[1]).glob("*.record"), key=lambda p: int(p.stem))
+text = newest.read_text(encoding="ascii").split("\n", 1)[1]  # after the record's header
 assert text.startswith("{") and text.endswith("}\n") and not text.endswith("\n\n"), "framing"
 assert "\t\"GammaBlanking\" : \n" in text, "styled writer"
 doc = json.loads(text)
@@ -119,7 +121,7 @@ if [[ -n $log ]]; then
 else
     check "a restore log file was written" false
 fi
-check "the document was served" test "$(cat "$work/store/document.state")" = served
+check "the document was served" contains "$work/store/records/1.record" "kestrine-peer-record 1 served"
 
 if [[ $displays -ne 0 ]]; then
     echo "== save after the screen's gamma is set to 0.8:1:1.2"

@@ -3,6 +3,7 @@
 
 #include <iostream>
 
+#include "tools/peer/history_command.h"
 #include "tools/peer/tool_commands.h"
 #include "tools/peer/transfer_commands.h"
 
@@ -14,6 +15,7 @@ std::vector<PeerCommand> peerCommands() {
       {"send", &runSend},
       {"blank", &runBlank},
       {"unblank", &runUnblank},
+      {"history", &runHistory},
   };
 }
 

@@ -3,6 +3,10 @@
 #include "tools/peer/file_io.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <random>
 #include <system_error>
 
 #include "common/text_conversion.h"
@@ -23,6 +27,23 @@ platform::WideString widePath(const std::filesystem::path& path) {
 OwnedHandle openFile(const std::filesystem::path& path, DWORD access, DWORD disposition) {
   return adopt(platform::CreateFileW(widePath(path).c_str(), access, 0, nullptr, disposition,
                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+struct TemporaryRemover {
+  void operator()(const std::filesystem::path* path) const {
+    std::error_code ec;
+    std::filesystem::remove(*path, ec);
+  }
+};
+
+// 64 random bits in hex: two writers of one target never share a temporary name.
+std::string uniqueSuffix() {
+  static std::mt19937_64 random{std::random_device{}()};
+  static std::mutex mutex;
+  std::lock_guard<std::mutex> guard(mutex);
+  char text[17];
+  std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(random()));
+  return text;
 }
 
 }  // namespace
@@ -54,9 +75,11 @@ void writeFileDurably(const std::filesystem::path& path, const std::string& cont
     std::filesystem::create_directories(path.parent_path(), ec);
   }
   std::filesystem::path temporary = path;
-  temporary += ".tmp";
+  temporary += ".tmp-" + uniqueSuffix();
+  // Removes the temporary file on every way out but the rename.
+  std::unique_ptr<const std::filesystem::path, TemporaryRemover> pending(&temporary);
   {
-    const OwnedHandle file = openFile(temporary, GENERIC_WRITE, CREATE_ALWAYS);
+    const OwnedHandle file = openFile(temporary, GENERIC_WRITE, CREATE_NEW);
     if (!file) {
       throw PeerError("cannot create " + temporary.u8string(), platform::GetLastError());
     }
@@ -75,6 +98,7 @@ void writeFileDurably(const std::filesystem::path& path, const std::string& cont
                              MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
     throw PeerError("cannot replace " + path.u8string(), platform::GetLastError());
   }
+  pending.release();
 }
 
 }  // namespace peer

@@ -11,8 +11,9 @@ namespace peer {
 std::optional<std::string> readWholeFile(const std::filesystem::path& path);
 
 // Replaces `path` so that a crash leaves either the old or the new content: the bytes go to a
-// temporary file beside it, are flushed to disk, and the temporary file is renamed over the
-// target with write-through. Makes the directory if needed. Throws PeerError on failure.
+// temporary file of a name no other writer uses, beside the target, are flushed to disk, and the
+// temporary file is renamed over the target with write-through. Makes the directory if needed.
+// Throws PeerError on failure, after removing the temporary file.
 void writeFileDurably(const std::filesystem::path& path, const std::string& content);
 
 }  // namespace peer

@@ -11,6 +11,7 @@ namespace peer {
 namespace {
 
 constexpr unsigned kMostInstances = 255;
+constexpr int kLongestWaitSeconds = 86400;
 
 std::optional<std::filesystem::path> optionalPath(const TCLAP::ValueArg<std::string>& arg) {
   if (!arg.isSet()) {
@@ -22,6 +23,14 @@ std::optional<std::filesystem::path> optionalPath(const TCLAP::ValueArg<std::str
   return std::filesystem::u8path(arg.getValue());
 }
 
+std::chrono::milliseconds seconds(const TCLAP::ValueArg<double>& arg) {
+  if (!(arg.getValue() > 0) || arg.getValue() > kLongestWaitSeconds) {
+    throw UsageError("--" + arg.getName() + " must be more than 0 and at most " +
+                     std::to_string(kLongestWaitSeconds) + " seconds");
+  }
+  return std::chrono::milliseconds(static_cast<long long>(arg.getValue() * 1000));
+}
+
 }  // namespace
 
 PeerOptions parsePeerOptions(int argc, const char* const* argv,
@@ -31,7 +40,13 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
                      ' ', velmo::kProductVersion);
   std::vector<std::string> allowed = commands;
   TCLAP::ValuesConstraint<std::string> commandWords(allowed);
-  TCLAP::UnlabeledValueArg<std::string> command("command", "what to do", true, "", &commandWords);
+  TCLAP::UnlabeledValueArg<std::string> command(
+      "command",
+      "blank: run `kestrine --save` and hold the document it sends; unblank: run `kestrine "
+      "--restore` with the held document (or --from ID); history: list the kept documents, their "
+      "IDs and states (held, served, superseded, damaged); receive/send: one transfer without "
+      "starting the tool",
+      true, "", &commandWords);
   TCLAP::ValueArg<std::string> pipe("", "pipe", "pipe name NAME of \\\\.\\pipe\\NAME", false,
                                     "KestrinePipe", "NAME");
   TCLAP::ValueArg<unsigned> instances("", "instances", "most instances of the pipe, 1 to 255 "
@@ -48,8 +63,32 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
                                        "--logfile FILE", false, "", "FILE");
   TCLAP::MultiArg<std::string> toolArg("", "tool-arg", "blank/unblank: one more argument for the "
                                        "tool (repeatable)", false, "ARG");
-  TCLAP::SwitchArg force("", "force", "blank: replace a held document that no restore has used "
-                         "yet", false);
+  TCLAP::SwitchArg force("", "force", "blank/receive: store a new document although a held one has "
+                         "not been used by a restore yet; the held one stays in the history as "
+                         "superseded", false);
+  TCLAP::ValueArg<unsigned> from("", "from", "unblank/send: serve the document of history record "
+                                 "ID instead of the held one (see `history`)", false, 0, "ID");
+  TCLAP::SwitchArg linear("", "linear-for-unsaved", "unblank/send: serve a copy in which every "
+                          "display the document holds no ramp for (initialGammasSaved false) gets "
+                          "the linear ramp, so it comes back lit; the stored document stays as it "
+                          "was", false);
+  TCLAP::SwitchArg json("", "json", "history: print the records as JSON", false);
+  TCLAP::ValueArg<unsigned> keep("", "keep", "how many documents the history keeps (default 20); "
+                                 "a held one always stays", false, 20, "N");
+  TCLAP::ValueArg<double> connectTimeout("", "connect-timeout", "longest wait for the client to "
+                                         "connect, in seconds (default 10 for blank/unblank, a "
+                                         "little over the tool's own 5 s of attempts; 300 for "
+                                         "receive/send)", false, 0, "SECONDS");
+  TCLAP::ValueArg<double> transferTimeout("", "transfer-timeout", "longest wait for the document "
+                                          "to pass and then for the tool to end, in seconds "
+                                          "(default 60); a tool still running then is ended",
+                                          false, 60, "SECONDS");
+  cmd.add(transferTimeout);
+  cmd.add(connectTimeout);
+  cmd.add(keep);
+  cmd.add(json);
+  cmd.add(linear);
+  cmd.add(from);
   cmd.add(force);
   cmd.add(toolArg);
   cmd.add(logfile);
@@ -84,6 +123,19 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
     options.toolArguments.push_back(argument);
   }
   options.force = force.getValue();
+  if (from.isSet()) {
+    options.fromRecord = from.getValue();
+  }
+  options.linearForUnsaved = linear.getValue();
+  options.json = json.getValue();
+  if (keep.getValue() < 1) {
+    throw UsageError("--keep must be at least 1");
+  }
+  options.keep = keep.getValue();
+  if (connectTimeout.isSet()) {
+    options.connectTimeout = seconds(connectTimeout);
+  }
+  options.transferTimeout = seconds(transferTimeout);
   return options;
 }
 

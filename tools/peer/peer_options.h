@@ -1,6 +1,7 @@
 // The peer's command line: kestrine-peer <command> [options].
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -19,7 +20,13 @@ struct PeerOptions {
   std::optional<std::filesystem::path> inFile;      // send: where the document comes from instead
   std::optional<std::filesystem::path> toolPath;    // blank/unblank: the tool, else beside the peer
   std::vector<std::string> toolArguments;           // blank/unblank: passed on after the action
-  bool force = false;                               // blank: replace a held, unserved document
+  bool force = false;                               // blank/receive: supersede a held document
+  std::optional<unsigned> fromRecord;               // unblank/send: this record, not the held one
+  bool linearForUnsaved = false;                    // unblank/send: light unsaved displays
+  bool json = false;                                // history: for scripts
+  unsigned keep = 20;                               // records the history keeps
+  std::optional<std::chrono::milliseconds> connectTimeout;  // else the command's own default
+  std::chrono::milliseconds transferTimeout{60000};         // the transfer and the tool's end
 };
 
 // Parses the command line; `commands` are the command words it accepts. TCLAP prints usage and

@@ -1,13 +1,15 @@
-// The peer's server end: CreateNamedPipeW, ConnectNamedPipe, then reads to the end of the stream
-// or writes, FlushFileBuffers and DisconnectNamedPipe.
+// The peer's server end: CreateNamedPipeW, PeekNamedPipe until a client is there, then reads to
+// the end of the stream or writes, FlushFileBuffers and DisconnectNamedPipe.
 #include "tools/peer/pipe_server.h"
 
 #include <algorithm>
+#include <thread>
 
 #include "common/text_conversion.h"
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
 #include "tools/peer/peer_error.h"
+#include "tools/peer/pipe_security.h"
 
 namespace peer {
 namespace {
@@ -15,48 +17,84 @@ namespace {
 constexpr DWORD kBufferBytes = 64 * 1024;
 // How long a client's WaitNamedPipeW(NMPWAIT_USE_DEFAULT_WAIT) waits for this pipe.
 constexpr DWORD kDefaultClientWaitMilliseconds = 1000;
+constexpr auto kPollPause = std::chrono::milliseconds(2);
 
 }  // namespace
 
 PipeServer::PipeServer(const std::string& name, DWORD maxInstances)
     : displayName("\\\\.\\pipe\\" + name) {
-  // Duplex: the program opens its end for reading and writing whatever the direction.
+  // Duplex: the program opens its end for reading and writing whatever the direction. The first
+  // instance only: a pipe that another process serves already is not ours to take.
+  PipeSecurity security;
   pipe = adopt(platform::CreateNamedPipeW(
-      velmo::utf8ToWide(displayName).c_str(), PIPE_ACCESS_DUPLEX,
+      velmo::utf8ToWide(displayName).c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE,
       PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, maxInstances,
-      kBufferBytes, kBufferBytes, kDefaultClientWaitMilliseconds, nullptr));
+      kBufferBytes, kBufferBytes, kDefaultClientWaitMilliseconds, security.attributes()));
   if (!pipe) {
-    throw PeerError("cannot create " + displayName, platform::GetLastError());
+    const DWORD error = platform::GetLastError();
+    // Windows refuses a second first instance with 5; where that flag is not kept (Wine), a full
+    // pipe of another server gives 231.
+    if (error == ERROR_ACCESS_DENIED || error == ERROR_PIPE_BUSY) {
+      throw PeerError("another process already serves " + displayName + ": it could take the "
+                      "display state document meant for this peer, or hand the tool a wrong one, "
+                      "so this peer refuses to share the pipe; end that process first", error);
+    }
+    throw PeerError("cannot create " + displayName, error);
   }
 }
 
-void PipeServer::waitForClient() {
-  if (platform::ConnectNamedPipe(pipe.get(), nullptr)) {
-    return;
-  }
-  // A client that connected first is connected still, even if it has already closed its end
-  // (its bytes are still there to read).
-  const DWORD error = platform::GetLastError();
-  if (error != ERROR_PIPE_CONNECTED && error != ERROR_NO_DATA) {
-    throw PeerError("cannot wait for a client on " + displayName, error);
+bool PipeServer::waitForClient(Clock::time_point deadline,
+                               const std::function<bool()>& clientCannotCome) {
+  for (;;) {
+    // Looking into the pipe never blocks; it works once a client has reached the instance, and
+    // a client that came and went leaves a broken pipe with its bytes still to read.
+    const bool cannotCome = clientCannotCome();
+    DWORD available = 0;
+    if (platform::PeekNamedPipe(pipe.get(), nullptr, 0, nullptr, &available, nullptr) ||
+        platform::GetLastError() == ERROR_BROKEN_PIPE) {
+      return true;
+    }
+    if (cannotCome || Clock::now() >= deadline) {
+      return false;
+    }
+    std::this_thread::sleep_for(kPollPause);
   }
 }
 
-std::string PipeServer::receiveAll() {
-  std::string document;
+Received PipeServer::receiveAll(Clock::time_point deadline) {
+  Received received;
   std::string buffer(kBufferBytes, '\0');
-  DWORD count = 0;
-  while (platform::ReadFile(pipe.get(), &buffer[0], kBufferBytes, &count, nullptr)) {
-    document.append(buffer.data(), count);
-    if (document.size() > kMaxDocumentBytes) {
-      throw PeerError("the client sent more than " + std::to_string(kMaxDocumentBytes) + " bytes");
+  for (;;) {
+    DWORD available = 0;
+    if (!platform::PeekNamedPipe(pipe.get(), nullptr, 0, nullptr, &available, nullptr)) {
+      const DWORD error = platform::GetLastError();
+      if (error != ERROR_BROKEN_PIPE) {
+        received.failure = "cannot read from " + displayName + " (error " + std::to_string(error) + ")";
+      }
+      return received;
+    }
+    if (available == 0) {
+      if (Clock::now() >= deadline) {
+        received.failure = "the client sent nothing more before the transfer's time ran out";
+        return received;
+      }
+      std::this_thread::sleep_for(kPollPause);
+      continue;
+    }
+    // What is there can be read without blocking.
+    DWORD count = 0;
+    if (!platform::ReadFile(pipe.get(), &buffer[0], std::min(available, kBufferBytes), &count,
+                            nullptr)) {
+      received.failure = "cannot read from " + displayName + " (error " +
+                         std::to_string(platform::GetLastError()) + ")";
+      return received;
+    }
+    received.document.append(buffer.data(), count);
+    if (received.document.size() > kMaxDocumentBytes) {
+      received.failure = "the client sent more than " + std::to_string(kMaxDocumentBytes) + " bytes";
+      return received;
     }
   }
-  const DWORD error = platform::GetLastError();
-  if (error != ERROR_BROKEN_PIPE) {
-    throw PeerError("cannot read from " + displayName, error);
-  }
-  return document;
 }
 
 bool PipeServer::sendAll(const std::string& document) {

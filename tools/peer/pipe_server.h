@@ -1,7 +1,10 @@
 // The server end of the Kestrine pipe as the peer holds it: one instance, one client, one
-// document in one direction.
+// document in one direction. Waits for the client and for its bytes have limits.
 #pragma once
 
+#include <chrono>
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "platform/types.h"
@@ -9,20 +12,30 @@
 
 namespace peer {
 
+using Clock = std::chrono::steady_clock;
+
+// What a receive got: every byte that arrived, and what cut it short, if anything.
+struct Received {
+  std::string document;
+  std::optional<std::string> failure;
+};
+
 class PipeServer {
  public:
-  // Creates an instance of \\.\pipe\<name>; a client may connect from here on. Throws PeerError.
+  // Creates the first instance of \\.\pipe\<name>; a client may connect from here on. Refuses
+  // (PeerError) when another process serves that pipe already.
   PipeServer(const std::string& name, DWORD maxInstances);
 
   // "\\.\pipe\<name>", for messages.
   const std::string& fullName() const { return displayName; }
 
-  // Waits until a client has connected (at once if one came first). Throws PeerError.
-  void waitForClient();
+  // Waits until a client has connected (at once if one came first, even one that has left
+  // again). False when `deadline` passes or `clientCannotCome` says so first.
+  bool waitForClient(Clock::time_point deadline, const std::function<bool()>& clientCannotCome);
 
-  // Reads until the client ends the stream. Throws PeerError on any other read failure or when
-  // the client sends more than kMaxDocumentBytes.
-  std::string receiveAll();
+  // Reads until the client ends the stream, or until nothing more arrives before `deadline`,
+  // a read fails, or the client sends more than kMaxDocumentBytes.
+  Received receiveAll(Clock::time_point deadline);
 
   // Writes the whole document, waits until the client has read it and disconnects. Throws
   // PeerError when a write fails; gives false when the client went away before the end was

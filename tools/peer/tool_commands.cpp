@@ -1,120 +1,163 @@
-// blank and unblank: one pipe instance, the tool as a child, one document.
+// blank and unblank: one pipe instance, the tool as a child, one document, every wait bounded.
 #include "tools/peer/tool_commands.h"
 
 #include <atomic>
+#include <chrono>
+#include <cstdio>
 #include <exception>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "common/text_conversion.h"
-#include "platform/pipes_files.h"
 #include "tools/peer/commands.h"
-#include "tools/peer/document_store.h"
 #include "tools/peer/peer_error.h"
 #include "tools/peer/pipe_server.h"
+#include "tools/peer/store_steps.h"
 #include "tools/peer/tool_process.h"
 
 namespace peer {
 namespace {
 
 constexpr int kTransferFailed = 2;
+// A little over the tool's own worst case: five attempts with a wait of 1 s each.
+constexpr std::chrono::seconds kToolConnectTimeout{10};
+// How long a terminated tool may take to be gone.
+constexpr std::chrono::seconds kTerminationWait{5};
 
-// Runs the tool with `action` against a fresh pipe instance and hands the connected server to
-// `transfer`. A tool that ends without connecting would leave the server waiting for ever: once
-// the tool has ended, a watcher connects and closes a client of its own, which the server then
-// sees as a client that sent nothing. Gives the tool's exit status; `transferError` tells what
-// went wrong on the pipe, if anything.
+std::string secondsText(std::chrono::milliseconds duration) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%g s", static_cast<double>(duration.count()) / 1000.0);
+  return text;
+}
+
+struct ToolRun {
+  int status = 0;
+  std::optional<std::string> problem;  // what went wrong on the pipe or with a wait
+};
+
+int endTool(ToolProcess& tool) {
+  tool.terminate();
+  const std::optional<int> status = tool.waitFor(kTerminationWait);
+  if (!status) {
+    throw PeerError("cannot end " + tool.commandLine());
+  }
+  return *status;
+}
+
+// Runs the tool with `action` against a fresh pipe instance, waits for it to connect, hands the
+// server to `transfer` with the transfer's deadline and waits for the tool's end. A tool that
+// does not connect in time, or whose transfer and end take longer than allowed, is ended.
 template <class Transfer>
-int runToolAgainstPipe(const PeerOptions& options, const std::string& action, Transfer transfer,
-                       std::optional<std::string>& transferError) {
+ToolRun runToolAgainstPipe(const PeerOptions& options, const std::string& action, Transfer transfer) {
   PipeServer server(options.pipeName, options.maxInstances);
   std::vector<std::string> arguments{action};
   arguments.insert(arguments.end(), options.toolArguments.begin(), options.toolArguments.end());
   ToolProcess tool(options.toolPath ? *options.toolPath : toolBesidePeer(), arguments);
   printStatus("listening on " + server.fullName() + ", started " + tool.commandLine());
 
-  std::atomic<bool> connected{false};
-  std::optional<int> status;
+  ToolRun run;
+  const std::chrono::milliseconds connectLimit = options.connectTimeout.value_or(kToolConnectTimeout);
+  std::optional<int> endedEarly;
+  const bool connected = server.waitForClient(Clock::now() + connectLimit, [&] {
+    endedEarly = tool.waitFor(std::chrono::milliseconds(0));
+    return endedEarly.has_value();
+  });
+  if (!connected) {
+    if (endedEarly) {
+      run.status = *endedEarly;
+      run.problem = "the tool ended with status " + std::to_string(*endedEarly) +
+                    " without connecting to " + server.fullName();
+    } else {
+      run.status = endTool(tool);
+      run.problem = "the tool did not connect to " + server.fullName() + " within " +
+                    secondsText(connectLimit) + " (--connect-timeout); it was ended";
+    }
+    return run;
+  }
+
+  // The watcher ends a tool that is still running when the transfer's time is up, which also
+  // ends a transfer that waits on it.
+  std::atomic<bool> endedByWatcher{false};
   std::thread watcher([&] {
-    status = tool.wait();
-    if (!connected.load()) {
-      const platform::WideString name = velmo::utf8ToWide(server.fullName());
-      const HANDLE client = platform::CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
-                                                  nullptr);
-      if (client != INVALID_HANDLE_VALUE && client != nullptr) {
-        platform::CloseHandle(client);
+    try {
+      if (!tool.waitFor(options.transferTimeout)) {
+        endedByWatcher = true;
+        tool.terminate();
       }
+    } catch (const std::exception&) {
+      // The main thread's own wait below reports it.
     }
   });
   try {
-    server.waitForClient();
-    connected = true;
-    transfer(server);
+    transfer(server, Clock::now() + options.transferTimeout);
   } catch (const std::exception& e) {
-    transferError = e.what();
+    run.problem = e.what();
   }
-  connected = true;
   watcher.join();
-  return *status;
+  const std::optional<int> status = tool.waitFor(kTerminationWait);
+  run.status = status ? *status : endTool(tool);
+  if (endedByWatcher) {
+    run.problem = "the transfer and the tool's end took longer than " +
+                  secondsText(options.transferTimeout) + " (--transfer-timeout); the tool was ended" +
+                  (run.problem ? " (" + *run.problem + ")" : "");
+  }
+  return run;
 }
 
 }  // namespace
 
 int runBlank(const PeerOptions& options) {
-  DocumentStore store(options.storeDirectory);
-  if (store.state() == DocumentStore::State::Held && !options.force) {
-    throw PeerError("a document from an earlier blank is held in " + store.documentPath().u8string() +
-                    " and no restore has used it yet: the displays may still be dark, and a new "
-                    "save would record them dark. Run `kestrine-peer unblank` first, or give "
-                    "--force to replace it");
+  LockedStore store(options);
+  refuseIfHeld(store.history, options);
+  try {
+    store.history.probe(kLargestDocument);
+  } catch (const PeerError& e) {
+    throw PeerError(std::string(e.what()) + "; the tool was not started and no display was touched");
   }
   std::string document;
-  std::optional<std::string> transferError;
-  const int status = runToolAgainstPipe(
-      options, "--save", [&](PipeServer& server) { document = server.receiveAll(); },
-      transferError);
-  if (transferError) {
-    printStatus("receiving failed: " + *transferError);
+  const ToolRun run = runToolAgainstPipe(
+      options, "--save", [&](PipeServer& server, Clock::time_point deadline) {
+        Received received = server.receiveAll(deadline);
+        document = std::move(received.document);
+        if (received.failure) {
+          throw PeerError(*received.failure);
+        }
+      });
+  if (run.problem) {
+    printStatus("the save went wrong: " + *run.problem);
   }
-  if (status != 0 || document.empty() || transferError) {
-    printStatus("the save did not deliver a document (tool status " + std::to_string(status) +
-                ", " + std::to_string(document.size()) + " bytes); the stored document was left " +
-                "as it was");
-    return status != 0 ? status : kTransferFailed;
+  if (document.empty()) {
+    printStatus("the save delivered no document (tool status " + std::to_string(run.status) +
+                "); the history was left as it was");
+    return run.status != 0 ? run.status : kTransferFailed;
   }
-  store.store(document);
-  printStatus("received " + std::to_string(document.size()) + " bytes, held in " +
-              store.documentPath().u8string() + " until a restore has used it");
-  return status;
+  const std::optional<DocumentRecord> kept = keepDocument(store.history, document, "blank");
+  if (run.status != 0 && kept && kept->state == RecordState::Held) {
+    printStatus("the tool ended with status " + std::to_string(run.status) + " after it had sent "
+                "the whole document; the document is held all the same");
+  }
+  if (!kept) {
+    return kTransferFailed;
+  }
+  return run.status != 0 ? run.status : (kept->state == RecordState::Held ? 0 : kTransferFailed);
 }
 
 int runUnblank(const PeerOptions& options) {
-  DocumentStore store(options.storeDirectory);
-  const std::optional<std::string> document = store.load();
-  if (!document) {
-    throw PeerError("no document is held in " + store.documentPath().u8string() +
-                    ": there is nothing to restore (run `kestrine-peer blank` first)");
-  }
+  LockedStore store(options);
+  const Serving serving = documentToServe(store.history, options);
   bool confirmed = false;
-  std::optional<std::string> transferError;
-  const int status = runToolAgainstPipe(
-      options, "--restore", [&](PipeServer& server) { confirmed = server.sendAll(*document); },
-      transferError);
-  if (transferError) {
-    printStatus("sending failed: " + *transferError);
+  const ToolRun run = runToolAgainstPipe(
+      options, "--restore",
+      [&](PipeServer& server, Clock::time_point) { confirmed = server.sendAll(serving.document); });
+  if (run.status == 0 && confirmed && !run.problem) {
+    reportServed(store.history, serving);
+    return 0;
   }
-  if (status == 0 && confirmed && !transferError) {
-    store.markServed();
-    printStatus("sent " + std::to_string(document->size()) + " bytes from " +
-                store.documentPath().u8string() + "; the restore has used it");
-    return status;
-  }
-  printStatus("the restore did not complete (tool status " + std::to_string(status) +
-              "); the document stays held");
-  return status != 0 ? status : kTransferFailed;
+  printStatus("the restore did not complete (tool status " + std::to_string(run.status) +
+              (run.problem ? ", " + *run.problem : std::string()) + "); document #" +
+              std::to_string(serving.record.id) + " stays " + stateName(serving.record.state));
+  return run.status != 0 ? run.status : kTransferFailed;
 }
 
 }  // namespace peer

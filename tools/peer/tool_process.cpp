@@ -49,13 +49,21 @@ ToolProcess::ToolProcess(const std::filesystem::path& tool,
   thread = adopt(information.hThread);
 }
 
-int ToolProcess::wait() {
+std::optional<int> ToolProcess::waitFor(std::chrono::milliseconds limit) {
+  const DWORD result = platform::WaitForSingleObject(process.get(), static_cast<DWORD>(limit.count()));
+  if (result == WAIT_TIMEOUT) {
+    return std::nullopt;
+  }
   DWORD code = 0;
-  if (platform::WaitForSingleObject(process.get(), INFINITE) != WAIT_OBJECT_0 ||
-      !platform::GetExitCodeProcess(process.get(), &code)) {
+  if (result != WAIT_OBJECT_0 || !platform::GetExitCodeProcess(process.get(), &code)) {
     throw PeerError("cannot wait for " + shownCommandLine, platform::GetLastError());
   }
   return static_cast<int>(code);
+}
+
+void ToolProcess::terminate() {
+  // A tool that has just ended cannot be terminated; its own status then stands.
+  platform::TerminateProcess(process.get(), kKilledStatus);
 }
 
 std::filesystem::path toolBesidePeer() {

@@ -2,7 +2,9 @@
 // waited for, its exit status read.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,8 +18,14 @@ class ToolProcess {
   // Starts `tool` with `arguments`. Throws PeerError when it cannot be started.
   ToolProcess(const std::filesystem::path& tool, const std::vector<std::string>& arguments);
 
-  // Waits for the tool to end and gives its exit status as the tool returned it (-1 stays -1).
-  int wait();
+  // Waits at most `limit` for the tool to end; its exit status as the tool returned it (-1 stays
+  // -1), or nothing when it is still running. Throws PeerError when the wait fails.
+  std::optional<int> waitFor(std::chrono::milliseconds limit);
+
+  // Ends the tool at once (kill -9, TerminateProcess); its exit status becomes kKilledStatus.
+  void terminate();
+
+  static constexpr int kKilledStatus = 9;
 
   // The command line as it was started, for messages.
   const std::string& commandLine() const { return shownCommandLine; }

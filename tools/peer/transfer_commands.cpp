@@ -1,68 +1,98 @@
 // The receive and send commands.
 #include "tools/peer/transfer_commands.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 
 #include "tools/peer/commands.h"
-#include "tools/peer/document_store.h"
 #include "tools/peer/file_io.h"
 #include "tools/peer/peer_error.h"
 #include "tools/peer/pipe_server.h"
+#include "tools/peer/store_steps.h"
 
 namespace peer {
 namespace {
+
+// Someone is to start the tool by hand: give them time.
+constexpr std::chrono::seconds kManualConnectTimeout{300};
 
 std::string bytes(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
-// Serves one client: creates the instance, says so, and waits for the client.
-void openAndWait(PipeServer& server) {
+// Serves one client: creates the instance, says so, and waits for the client within the limit.
+void openAndWait(PipeServer& server, const PeerOptions& options) {
   printStatus("listening on " + server.fullName());
-  server.waitForClient();
+  const auto limit = options.connectTimeout.value_or(kManualConnectTimeout);
+  if (!server.waitForClient(Clock::now() + limit, [] { return false; })) {
+    throw PeerError("no client connected to " + server.fullName() + " within " +
+                    std::to_string(limit.count() / 1000) + " s (--connect-timeout)");
+  }
+}
+
+Received receiveFromClient(const PeerOptions& options) {
+  PipeServer server(options.pipeName, options.maxInstances);
+  openAndWait(server, options);
+  return server.receiveAll(Clock::now() + options.transferTimeout);
 }
 
 }  // namespace
 
 int runReceive(const PeerOptions& options) {
-  if (options.inFile) {
-    throw UsageError("--in belongs to send");
+  if (options.inFile || options.fromRecord) {
+    throw UsageError("--in and --from belong to send");
   }
-  PipeServer server(options.pipeName, options.maxInstances);
-  openAndWait(server);
-  const std::string document = server.receiveAll();
-  std::filesystem::path where;
   if (options.outFile) {
-    writeFileDurably(*options.outFile, document);
-    where = *options.outFile;
-  } else {
-    DocumentStore store(options.storeDirectory);
-    store.store(document);
-    where = store.documentPath();
+    const Received received = receiveFromClient(options);
+    if (received.failure) {
+      throw PeerError(*received.failure);
+    }
+    writeFileDurably(*options.outFile, received.document);
+    printStatus("received " + bytes(received.document.size()) + ", stored in " +
+                options.outFile->u8string());
+    return 0;
   }
-  printStatus("received " + bytes(document.size()) + ", stored in " + where.u8string());
-  return 0;
+  LockedStore store(options);
+  refuseIfHeld(store.history, options);
+  store.history.probe(kLargestDocument);
+  const Received received = receiveFromClient(options);
+  if (received.failure) {
+    printStatus("receiving went wrong: " + *received.failure);
+  }
+  if (received.document.empty()) {
+    throw PeerError("the client sent no document; the history was left as it was");
+  }
+  const std::optional<DocumentRecord> kept = keepDocument(store.history, received.document, "receive");
+  return kept && kept->state == RecordState::Held && !received.failure ? 0 : 2;
 }
 
 int runSend(const PeerOptions& options) {
   if (options.outFile) {
     throw UsageError("--out belongs to receive");
   }
-  DocumentStore store(options.storeDirectory);
-  const std::filesystem::path source = options.inFile ? *options.inFile : store.documentPath();
-  const std::optional<std::string> document = readWholeFile(source);
-  if (!document) {
-    throw PeerError("no document to send: " + source.u8string() + " does not exist");
+  if (options.inFile) {
+    const std::optional<std::string> document = readWholeFile(*options.inFile);
+    if (!document) {
+      throw PeerError("no document to send: " + options.inFile->u8string() + " does not exist");
+    }
+    PipeServer server(options.pipeName, options.maxInstances);
+    openAndWait(server, options);
+    const bool confirmed = server.sendAll(*document);
+    printStatus("sent " + bytes(document->size()) + " from " + options.inFile->u8string() +
+                (confirmed ? "" : " (the client closed before reading all of it)"));
+    return 0;
   }
+  LockedStore store(options);
+  const Serving serving = documentToServe(store.history, options);
   PipeServer server(options.pipeName, options.maxInstances);
-  openAndWait(server);
-  const bool confirmed = server.sendAll(*document);
-  if (confirmed && !options.inFile) {
-    store.markServed();
+  openAndWait(server, options);
+  if (server.sendAll(serving.document)) {
+    reportServed(store.history, serving);
+  } else {
+    printStatus("the client closed before reading all of document #" +
+                std::to_string(serving.record.id) + "; it stays " + stateName(serving.record.state));
   }
-  printStatus("sent " + bytes(document->size()) + " from " + source.u8string() +
-              (confirmed ? "" : " (the client closed before reading all of it)"));
   return 0;
 }
 

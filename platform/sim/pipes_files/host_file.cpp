@@ -3,6 +3,7 @@
 #include "platform/sim/pipes_files/host_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -122,6 +123,17 @@ class HostFile : public ByteStream {
     return ::fsync(fd) == 0 ? TRUE : fail(ioError(errno));
   }
 
+  BOOL lock(int operation) {
+    int result;
+    do {
+      result = ::flock(fd, operation);
+    } while (result != 0 && errno == EINTR);
+    if (result == 0) {
+      return TRUE;
+    }
+    return fail(errno == EWOULDBLOCK ? ERROR_LOCK_VIOLATION : ERROR_GEN_FAILURE);
+  }
+
  private:
   const int fd;
   const DWORD access;
@@ -190,6 +202,22 @@ HANDLE openHostFile(const WCHAR* path, DWORD desiredAccess, DWORD creationDispos
   const bool reportsExisting = creationDisposition == CREATE_ALWAYS || creationDisposition == OPEN_ALWAYS;
   platform::SetLastError(reportsExisting && existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
   return insertHandle(HandleKind::Kernel, std::make_shared<HostFile>(fd, desiredAccess));
+}
+
+BOOL lockHostFile(HANDLE file, bool exclusive, bool failImmediately) {
+  const auto host = lookupHandleAs<HostFile>(HandleKind::Kernel, file);
+  if (!host) {
+    return fail(ERROR_INVALID_HANDLE);
+  }
+  return host->lock((exclusive ? LOCK_EX : LOCK_SH) | (failImmediately ? LOCK_NB : 0));
+}
+
+BOOL unlockHostFile(HANDLE file) {
+  const auto host = lookupHandleAs<HostFile>(HandleKind::Kernel, file);
+  if (!host) {
+    return fail(ERROR_INVALID_HANDLE);
+  }
+  return host->lock(LOCK_UN) ? TRUE : fail(ERROR_NOT_LOCKED);
 }
 
 BOOL moveHostFile(const WCHAR* from, const WCHAR* to, DWORD flags) {

@@ -8,5 +8,10 @@ namespace sim {
 
 HANDLE openHostFile(const WCHAR* path, DWORD desiredAccess, DWORD creationDisposition);
 BOOL moveHostFile(const WCHAR* from, const WCHAR* to, DWORD flags);
+// LockFileEx and UnlockFileEx as flock(2) locks of the whole file: they hold against every other
+// handle, in this process or another, and go away when the handle is closed or the process ends.
+// A held lock that cannot be granted at once gives ERROR_LOCK_VIOLATION.
+BOOL lockHostFile(HANDLE file, bool exclusive, bool failImmediately);
+BOOL unlockHostFile(HANDLE file);
 
 }  // namespace sim

@@ -3,6 +3,7 @@
 // connects to its socket, so two clients never share an instance.
 #include "platform/sim/pipes_files/named_pipe.h"
 
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -83,6 +84,40 @@ class PipeEnd : public ByteStream {
       written += static_cast<DWORD>(sent);
     }
     *done = written;
+    return TRUE;
+  }
+
+  // What is there to read without blocking: the count of bytes (and a copy of the first ones),
+  // ERROR_BROKEN_PIPE once the other end has closed and nothing is left.
+  BOOL peek(void* buffer, DWORD size, DWORD* copied, DWORD* available) {
+    const int fd = connection();
+    if (fd < 0) {
+      // A server end that no client has reached is no pipe to look into yet.
+      return platform::GetLastError() == ERROR_PIPE_LISTENING ? fail(ERROR_BAD_PIPE) : FALSE;
+    }
+    char probe = 0;
+    ssize_t seen;
+    do {
+      seen = ::recv(fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
+    } while (seen < 0 && errno == EINTR);
+    if (seen == 0 || (seen < 0 && errno == ECONNRESET)) {
+      return fail(ERROR_BROKEN_PIPE);
+    }
+    if (seen < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
+      return fail(ERROR_GEN_FAILURE);
+    }
+    int queued = 0;
+    if (seen > 0 && ::ioctl(fd, FIONREAD, &queued) != 0) {
+      return fail(ERROR_GEN_FAILURE);
+    }
+    *available = static_cast<DWORD>(queued);
+    if (copied) {
+      *copied = 0;
+      if (buffer && size > 0 && queued > 0) {
+        const ssize_t got = ::recv(fd, buffer, std::min<DWORD>(size, *available), MSG_PEEK | MSG_DONTWAIT);
+        *copied = got > 0 ? static_cast<DWORD>(got) : 0;
+      }
+    }
     return TRUE;
   }
 
@@ -257,9 +292,14 @@ bool clientAccessAllowed(DWORD desiredAccess, DWORD serverOpenMode) {
 }  // namespace
 
 HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInstances,
-                          DWORD defaultTimeout) {
+                          DWORD defaultTimeout, bool firstOnly) {
   PipeTable table;
   const std::vector<int> live = table.liveInstances(key);
+  if (!live.empty() && firstOnly) {
+    // FILE_FLAG_FIRST_PIPE_INSTANCE: the pipe belongs to another server already.
+    fail(ERROR_ACCESS_DENIED);
+    return INVALID_HANDLE_VALUE;
+  }
   if (!live.empty()) {
     // The first instance fixes the access and the limit; later ones may differ in the rest.
     const std::optional<PipeSettings> settings = table.settings(key);
@@ -343,6 +383,15 @@ BOOL waitForPipeInstance(const std::string& key, DWORD timeout) {
     }
     std::this_thread::sleep_for(kWaitPollInterval);
   }
+}
+
+BOOL peekPipe(HANDLE handle, void* buffer, DWORD size, DWORD* copied, DWORD* available) {
+  const std::shared_ptr<HandleObject> object = lookupHandle(HandleKind::Kernel, handle);
+  const auto end = std::dynamic_pointer_cast<PipeEnd>(object);
+  if (!end) {
+    return fail(object ? ERROR_INVALID_FUNCTION : ERROR_INVALID_HANDLE);
+  }
+  return end->peek(buffer, size, copied, available);
 }
 
 BOOL connectPipeInstance(HANDLE server) {

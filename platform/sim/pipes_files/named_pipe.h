@@ -9,15 +9,19 @@
 
 namespace sim {
 
-// One more instance of the pipe with table key `key`, listening for a client.
+// One more instance of the pipe with table key `key`, listening for a client. `firstOnly`:
+// ERROR_ACCESS_DENIED when the pipe has an instance already.
 HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInstances,
-                          DWORD defaultTimeout);
+                          DWORD defaultTimeout, bool firstOnly);
 // The client end, connected to a free instance: ERROR_FILE_NOT_FOUND when the pipe has no
 // instance, ERROR_PIPE_BUSY when none is free.
 HANDLE openPipeClient(const std::string& key, DWORD desiredAccess);
 // Nonzero as soon as an instance is free; ERROR_SEM_TIMEOUT after `timeout` ms, and
 // ERROR_FILE_NOT_FOUND at once when the pipe has no instance.
 BOOL waitForPipeInstance(const std::string& key, DWORD timeout);
+
+// PeekNamedPipe on either end; never blocks.
+BOOL peekPipe(HANDLE handle, void* buffer, DWORD size, DWORD* copied, DWORD* available);
 
 BOOL connectPipeInstance(HANDLE server);
 BOOL disconnectPipeInstance(HANDLE server);

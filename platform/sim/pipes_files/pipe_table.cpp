@@ -159,7 +159,8 @@ std::optional<PipeSettings> PipeTable::settings(const std::string& key) {
 int PipeTable::addInstance(const std::string& key, const PipeSettings& settings, int& livenessFd) {
   fs::create_directories(pipeDir(key));
   const fs::path settingsPath = pipeDir(key) / "settings";
-  if (!fs::exists(settingsPath)) {
+  // The first live instance writes the settings, over whatever an ended server left behind.
+  if (instanceIds(key).empty()) {
     writeSmallFile(settingsPath, std::to_string(settings.openMode) + " " +
                                      std::to_string(settings.maxInstances) + " " +
                                      std::to_string(settings.defaultTimeout));

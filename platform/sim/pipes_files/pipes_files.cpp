@@ -110,12 +110,14 @@ HANDLE CreateNamedPipeW(LPCWSTR lpName, DWORD dwOpenMode, DWORD dwPipeMode, DWOR
     return failHandle(ERROR_INVALID_NAME);
   }
   const bool byteReadOfMessageType = (dwPipeMode & PIPE_READMODE_MESSAGE) && !(dwPipeMode & PIPE_TYPE_MESSAGE);
+  const bool firstOnly = (dwOpenMode & FILE_FLAG_FIRST_PIPE_INSTANCE) != 0;
+  dwOpenMode &= ~FILE_FLAG_FIRST_PIPE_INSTANCE;
   if ((dwOpenMode & kOpenModeAccess) == 0 || (dwOpenMode & ~kOpenModeAccess) != 0 ||
       (dwPipeMode & ~kPipeModeSupported) != 0 || byteReadOfMessageType || nMaxInstances == 0 ||
       nMaxInstances > PIPE_UNLIMITED_INSTANCES) {
     return failHandle(ERROR_INVALID_PARAMETER);
   }
-  return sim::createPipeInstance(*key, dwOpenMode, nMaxInstances, nDefaultTimeOut);
+  return sim::createPipeInstance(*key, dwOpenMode, nMaxInstances, nDefaultTimeOut, firstOnly);
 }
 
 BOOL ConnectNamedPipe(HANDLE hNamedPipe, LPOVERLAPPED lpOverlapped) {
@@ -140,6 +142,45 @@ BOOL FlushFileBuffers(HANDLE hFile) {
 BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags) {
   SIM_ENTER(MoveFileExW, lpExistingFileName, lpNewFileName, dwFlags);
   return sim::moveHostFile(lpExistingFileName, lpNewFileName, dwFlags);
+}
+
+BOOL PeekNamedPipe(HANDLE hNamedPipe, LPVOID lpBuffer, DWORD nBufferSize, LPDWORD lpBytesRead,
+                   LPDWORD lpTotalBytesAvail, LPDWORD lpBytesLeftThisMessage) {
+  SIM_ENTER(PeekNamedPipe, hNamedPipe, lpBuffer, nBufferSize, lpBytesRead, lpTotalBytesAvail,
+            lpBytesLeftThisMessage);
+  DWORD available = 0;
+  if (!sim::peekPipe(hNamedPipe, lpBuffer, nBufferSize, lpBytesRead, &available)) {
+    return FALSE;
+  }
+  if (lpTotalBytesAvail) {
+    *lpTotalBytesAvail = available;
+  }
+  if (lpBytesLeftThisMessage) {
+    *lpBytesLeftThisMessage = 0;  // byte pipes only
+  }
+  return TRUE;
+}
+
+BOOL LockFileEx(HANDLE hFile, DWORD dwFlags, DWORD dwReserved, DWORD nNumberOfBytesToLockLow,
+                DWORD nNumberOfBytesToLockHigh, LPOVERLAPPED lpOverlapped) {
+  SIM_ENTER(LockFileEx, hFile, dwFlags, dwReserved, nNumberOfBytesToLockLow,
+            nNumberOfBytesToLockHigh, lpOverlapped);
+  if (!lpOverlapped || dwReserved != 0 ||
+      (dwFlags & ~(LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY)) != 0) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  return sim::lockHostFile(hFile, (dwFlags & LOCKFILE_EXCLUSIVE_LOCK) != 0,
+                           (dwFlags & LOCKFILE_FAIL_IMMEDIATELY) != 0);
+}
+
+BOOL UnlockFileEx(HANDLE hFile, DWORD dwReserved, DWORD nNumberOfBytesToUnlockLow,
+                  DWORD nNumberOfBytesToUnlockHigh, LPOVERLAPPED lpOverlapped) {
+  SIM_ENTER(UnlockFileEx, hFile, dwReserved, nNumberOfBytesToUnlockLow,
+            nNumberOfBytesToUnlockHigh, lpOverlapped);
+  if (!lpOverlapped || dwReserved != 0) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  return sim::unlockHostFile(hFile);
 }
 
 }  // namespace platform

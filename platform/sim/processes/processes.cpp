@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,8 +37,9 @@ class ProcessObject : public sim::HandleObject {
     const pid_t result = ::waitpid(pid, &status, block ? 0 : WNOHANG);
     if (result == pid) {
       ended = true;
-      exitCode = WIFEXITED(status) ? static_cast<DWORD>(WEXITSTATUS(status))
-                                   : static_cast<DWORD>(128 + WTERMSIG(status));
+      exitCode = terminatedWith ? *terminatedWith
+                 : WIFEXITED(status) ? static_cast<DWORD>(WEXITSTATUS(status))
+                                     : static_cast<DWORD>(128 + WTERMSIG(status));
     } else if (result < 0 && errno == ECHILD) {
       ended = true;  // reaped elsewhere; the code is unknown
       exitCode = 1;
@@ -49,14 +52,34 @@ class ProcessObject : public sim::HandleObject {
     return exitCode;
   }
 
+  // SIGKILL, and the code that Windows would report; a process that has ended stays as it was.
+  bool terminate(DWORD code) {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (ended) {
+      return true;
+    }
+    terminatedWith = code;
+    return ::kill(pid, SIGKILL) == 0;
+  }
+
  private:
   std::mutex mutex;
   pid_t pid;
   bool ended = false;
   DWORD exitCode = STILL_ACTIVE;
+  std::optional<DWORD> terminatedWith;
 };
 
 class ThreadObject : public sim::HandleObject {};
+
+// The process behind a handle; null with ERROR_INVALID_HANDLE when it is none.
+std::shared_ptr<ProcessObject> processOf(HANDLE handle) {
+  auto process = sim::lookupHandleAs<ProcessObject>(sim::HandleKind::Kernel, handle);
+  if (!process) {
+    platform::SetLastError(ERROR_INVALID_HANDLE);
+  }
+  return process;
+}
 
 // Splits a command line by the rules of the Microsoft C runtime: blanks separate arguments,
 // double quotes group, 2n backslashes before a quote give n backslashes and a grouping quote,
@@ -171,9 +194,8 @@ BOOL CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine,
 
 DWORD WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds) {
   SIM_ENTER(WaitForSingleObject, hHandle, dwMilliseconds);
-  const auto process = sim::lookupHandleAs<ProcessObject>(sim::HandleKind::Kernel, hHandle);
+  const auto process = processOf(hHandle);
   if (!process) {
-    SetLastError(ERROR_INVALID_HANDLE);
     return WAIT_FAILED;
   }
   if (dwMilliseconds == INFINITE) {
@@ -201,6 +223,19 @@ BOOL GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode) {
   }
   process->reap(false);
   *lpExitCode = process->code();
+  return TRUE;
+}
+
+BOOL TerminateProcess(HANDLE hProcess, UINT uExitCode) {
+  SIM_ENTER(TerminateProcess, hProcess, uExitCode);
+  const auto process = processOf(hProcess);
+  if (!process) {
+    return FALSE;
+  }
+  if (!process->terminate(uExitCode)) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+  }
   return TRUE;
 }
 

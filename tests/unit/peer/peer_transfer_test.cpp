@@ -14,7 +14,7 @@
 #include "tests/support/recording_logger.h"
 #include "tests/support/pipe_wait.h"
 #include "tests/support/sim_test.h"
-#include "tools/peer/document_store.h"
+#include "tools/peer/document_history.h"
 #include "tools/peer/file_io.h"
 
 namespace {
@@ -36,18 +36,18 @@ class PeerTransferTest : public testing_support::SimTest {
     return std::make_unique<velmo::KestrinePipeClient>(std::move(sub));
   }
 
-  peer::DocumentStore store() const { return peer::DocumentStore(simRoot / "peer"); }
+  peer::DocumentHistory store() const { return peer::DocumentHistory(simRoot / "peer", 20); }
 
   RecordingLogger logger;
 };
 
+// A complete JSON document of exactly `size` bytes.
 std::string document(std::size_t size) {
-  std::string text = "{\"GammaBlanking\":[";
-  while (text.size() < size) {
-    text += std::to_string(text.size() % 65536) + ",";
+  std::string text = "{\"GammaBlanking\":\"";
+  while (text.size() < size - 2) {
+    text += static_cast<char>('a' + text.size() % 26);
   }
-  text.resize(size);
-  return text;
+  return text + "\"}";
 }
 
 // Save hands the document to the peer, which stores it; restore gets it back word for word.
@@ -61,13 +61,12 @@ TEST_P(RoundTripTest, DocumentGoesToThePeerAndComesBackWhole) {
     connect()->send(sent);  // the client closes when it goes, which ends the document
     const auto result = peer->wait();
     ASSERT_EQ(result.status, 0) << result.error;
-    EXPECT_NE(result.output.find("received " + std::to_string(sent.size()) + " bytes, stored in " +
-                                 store().documentPath().string()),
+    EXPECT_NE(result.output.find("received " + std::to_string(sent.size()) + " bytes, held as #1"),
               std::string::npos)
         << result.output;
   }
-  EXPECT_EQ(store().load(), sent);
-  EXPECT_EQ(store().state(), peer::DocumentStore::State::Held);
+  EXPECT_EQ(store().load(1), sent);
+  EXPECT_EQ(store().held()->id, 1u);
 
   auto peer = startPeer({"send"});
   ASSERT_TRUE(waitForPipe());
@@ -77,13 +76,33 @@ TEST_P(RoundTripTest, DocumentGoesToThePeerAndComesBackWhole) {
   EXPECT_EQ(received.size(), sent.size());
   EXPECT_TRUE(received == sent);
   EXPECT_FALSE(logger.contains("too much data"));
-  EXPECT_EQ(logger.contains("Failed to read from pipe due to error 109"), sent.empty());
-  EXPECT_EQ(store().state(), peer::DocumentStore::State::Served);
+  EXPECT_EQ(store().list().at(0).state, peer::RecordState::Served);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, RoundTripTest,
-                         ::testing::Values(std::size_t{0}, std::size_t{1025},
-                                           std::size_t{1048576}));
+                         ::testing::Values(std::size_t{1025}, std::size_t{1048576}));
+
+// receive follows blank's rules: a held document is never buried without --force, and a client
+// that sends nothing stores nothing.
+TEST_F(PeerTransferTest, ReceiveNeitherReplacesAHeldDocumentNorStoresAnEmptyOne) {
+  const auto run = [&](std::vector<std::string> args, const std::string& sent) {
+    auto peer = startPeer(args);
+    if (waitForPipe("KestrinePipe", std::chrono::seconds(2))) {
+      connect()->send(sent);
+    }
+    return peer->wait();
+  };
+  EXPECT_EQ(run({"receive"}, "").status, 2);
+  EXPECT_TRUE(store().list().empty());
+  EXPECT_EQ(run({"receive"}, document(100)).status, 0);
+  const auto refused = run({"receive"}, document(200));
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_NE(refused.error.find("is held and no restore has used it yet"), std::string::npos);
+  EXPECT_EQ(run({"receive", "--force"}, document(300)).status, 0);
+  ASSERT_EQ(store().list().size(), 2u);
+  EXPECT_EQ(store().list()[0].state, peer::RecordState::Superseded);
+  EXPECT_EQ(store().load(store().held()->id), document(300));
+}
 
 TEST_F(PeerTransferTest, ExplicitFilesReplaceTheStore) {
   const auto outFile = simRoot / "elsewhere" / "saved.json";
@@ -95,7 +114,7 @@ TEST_F(PeerTransferTest, ExplicitFilesReplaceTheStore) {
     ASSERT_EQ(peer->wait().status, 0);
   }
   EXPECT_EQ(peer::readWholeFile(outFile), sent);
-  EXPECT_EQ(store().state(), peer::DocumentStore::State::Empty);
+  EXPECT_TRUE(store().list().empty());
 
   auto peer = startPeer({"send", "--in", outFile.string()});
   ASSERT_TRUE(waitForPipe());
@@ -120,7 +139,7 @@ TEST_F(PeerTransferTest, SendWithoutAStoredDocumentFails) {
   const auto result = testing_support::runProcess(
       {KESTRINE_PEER_PATH, "send"}, {{"KESTRINE_SIM_ROOT", simRoot.string()}});
   EXPECT_EQ(result.status, 2);
-  EXPECT_NE(result.error.find("no document to send"), std::string::npos) << result.error;
+  EXPECT_NE(result.error.find("there is nothing to restore"), std::string::npos) << result.error;
 }
 
 }  // namespace

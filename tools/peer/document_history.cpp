@@ -1,0 +1,224 @@
+// The peer's history of documents: one file per record, each replaced whole by a rename.
+#include "tools/peer/document_history.h"
+
+#include <algorithm>
+#include <chrono>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+#include "tools/peer/document_check.h"
+#include "tools/peer/file_io.h"
+#include "tools/peer/peer_error.h"
+
+namespace peer {
+namespace {
+
+constexpr char kMagic[] = "kestrine-peer-record";
+
+struct ParsedRecord {
+  DocumentRecord record;
+  std::size_t documentOffset = 0;
+};
+
+std::optional<RecordState> stateFromName(const std::string& name) {
+  for (const RecordState state : {RecordState::Held, RecordState::Served, RecordState::Damaged}) {
+    if (name == stateName(state)) {
+      return state;
+    }
+  }
+  return std::nullopt;
+}
+
+// The header line: "kestrine-peer-record <id> <state> <receivedAt> <command> <bytes>".
+std::optional<ParsedRecord> parseRecord(const std::string& content) {
+  const std::size_t end = content.find('\n');
+  if (end == std::string::npos) {
+    return std::nullopt;
+  }
+  std::istringstream header(content.substr(0, end));
+  std::string magic;
+  std::string state;
+  ParsedRecord parsed;
+  DocumentRecord& record = parsed.record;
+  if (!(header >> magic >> record.id >> state >> record.receivedAt >> record.command >>
+        record.bytes) ||
+      magic != kMagic || !stateFromName(state) || content.size() - end - 1 != record.bytes) {
+    return std::nullopt;
+  }
+  record.state = *stateFromName(state);
+  parsed.documentOffset = end + 1;
+  return parsed;
+}
+
+ParsedRecord readRecord(const std::filesystem::path& path) {
+  const std::optional<std::string> content = readWholeFile(path);
+  std::optional<ParsedRecord> parsed = content ? parseRecord(*content) : std::nullopt;
+  if (!parsed) {
+    throw PeerError("the record " + path.u8string() + " is missing or damaged");
+  }
+  return *parsed;
+}
+
+}  // namespace
+
+DocumentHistory::DocumentHistory(std::filesystem::path directory, unsigned keep)
+    : directory(std::move(directory)), keep(std::max(keep, 1u)) {
+  importOldStore();
+}
+
+std::filesystem::path DocumentHistory::recordPath(unsigned id) const {
+  return recordsDirectory() / (std::to_string(id) + ".record");
+}
+
+std::vector<unsigned> DocumentHistory::recordIds() const {
+  std::vector<unsigned> ids;
+  std::error_code ec;
+  for (const auto& entry : std::filesystem::directory_iterator(recordsDirectory(), ec)) {
+    const std::filesystem::path name = entry.path().filename();
+    const std::string stem = name.stem().u8string();
+    if (name.extension() == ".record" && !stem.empty() &&
+        stem.find_first_not_of("0123456789") == std::string::npos) {
+      ids.push_back(static_cast<unsigned>(std::stoul(stem)));
+    }
+  }
+  std::sort(ids.begin(), ids.end());
+  return ids;
+}
+
+std::vector<DocumentRecord> DocumentHistory::list() const {
+  std::vector<DocumentRecord> records;
+  for (const unsigned id : recordIds()) {
+    // A record that cannot be read is left where it is for a person to look at.
+    const std::optional<std::string> content = readWholeFile(recordPath(id));
+    if (const std::optional<ParsedRecord> parsed = content ? parseRecord(*content) : std::nullopt) {
+      records.push_back(parsed->record);
+    }
+  }
+  // Walking from the newest: once a good document is found, every older held one is superseded.
+  bool newerGood = false;
+  for (auto record = records.rbegin(); record != records.rend(); ++record) {
+    if (record->state == RecordState::Held && newerGood) {
+      record->state = RecordState::Superseded;
+    }
+    newerGood = newerGood || record->state != RecordState::Damaged;
+  }
+  return records;
+}
+
+std::optional<DocumentRecord> DocumentHistory::find(unsigned id) const {
+  for (const DocumentRecord& record : list()) {
+    if (record.id == id) {
+      return record;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<DocumentRecord> DocumentHistory::held() const {
+  for (const DocumentRecord& record : list()) {
+    if (record.state == RecordState::Held) {
+      return record;
+    }
+  }
+  return std::nullopt;
+}
+
+std::string DocumentHistory::load(unsigned id) const {
+  const std::filesystem::path path = recordPath(id);
+  const std::optional<std::string> content = readWholeFile(path);
+  const std::optional<ParsedRecord> parsed = content ? parseRecord(*content) : std::nullopt;
+  if (!parsed) {
+    throw PeerError("the record " + path.u8string() + " is missing or damaged");
+  }
+  return content->substr(parsed->documentOffset);
+}
+
+void DocumentHistory::probe(std::size_t bytes) const {
+  const std::filesystem::path path = recordsDirectory() / "probe";
+  try {
+    writeFileDurably(path, std::string(bytes, ' '));
+  } catch (const PeerError& e) {
+    throw PeerError("the store " + directory.u8string() + " cannot take a document of " +
+                    std::to_string(bytes) + " bytes: " + e.what());
+  }
+  std::error_code ec;
+  std::filesystem::remove(path, ec);
+}
+
+DocumentRecord DocumentHistory::add(const std::string& document, const std::string& command) {
+  const std::vector<unsigned> ids = recordIds();
+  DocumentRecord record;
+  record.id = ids.empty() ? 1 : ids.back() + 1;
+  record.state = isCompleteDocument(document) ? RecordState::Held : RecordState::Damaged;
+  record.receivedAt = std::chrono::duration_cast<std::chrono::seconds>(
+                          std::chrono::system_clock::now().time_since_epoch())
+                          .count();
+  record.command = command;
+  record.bytes = document.size();
+  write(record, document);
+  prune();
+  return record;
+}
+
+void DocumentHistory::markServed(unsigned id) {
+  DocumentRecord record = readRecord(recordPath(id)).record;
+  record.state = RecordState::Served;
+  write(record, load(id));
+}
+
+void DocumentHistory::write(const DocumentRecord& record, const std::string& document) {
+  std::ostringstream header;
+  header << kMagic << ' ' << record.id << ' ' << stateName(record.state) << ' '
+         << record.receivedAt << ' ' << record.command << ' ' << document.size() << '\n';
+  writeFileDurably(recordPath(record.id), header.str() + document);
+}
+
+void DocumentHistory::prune() {
+  std::vector<DocumentRecord> records = list();
+  std::size_t excess = records.size() > keep ? records.size() - keep : 0;
+  for (const DocumentRecord& record : records) {
+    if (excess == 0) {
+      break;
+    }
+    if (record.state != RecordState::Held) {
+      std::error_code ec;
+      std::filesystem::remove(recordPath(record.id), ec);
+      --excess;
+    }
+  }
+}
+
+// Earlier peers kept one document.json with a document.state mark beside it: it becomes the
+// first record, in the state its mark gave it.
+void DocumentHistory::importOldStore() {
+  const std::filesystem::path oldDocument = directory / "document.json";
+  const std::filesystem::path oldState = directory / "document.state";
+  const std::optional<std::string> document = readWholeFile(oldDocument);
+  if (!document) {
+    return;
+  }
+  DocumentRecord record = add(*document, "blank");
+  if (record.state == RecordState::Held && readWholeFile(oldState) != std::string("held\n")) {
+    markServed(record.id);
+  }
+  std::error_code ec;
+  std::filesystem::remove(oldState, ec);
+  std::filesystem::remove(oldDocument, ec);
+}
+
+const char* stateName(RecordState state) {
+  switch (state) {
+    case RecordState::Held:
+      return "held";
+    case RecordState::Served:
+      return "served";
+    case RecordState::Superseded:
+      return "superseded";
+    case RecordState::Damaged:
+      break;
+  }
+  return "damaged";
+}
+
+}  // namespace peer

@@ -1,0 +1,32 @@
+// Who may open the peer's pipe: the user who runs the peer (as the pipe's owner), SYSTEM and the
+// Administrators, nobody else; no inherited entries.
+#pragma once
+
+#include <memory>
+
+#include "platform/local_memory.h"
+#include "platform/security.h"
+
+namespace peer {
+
+// "D:P" protected list; full access for OWNER RIGHTS, SYSTEM and BUILTIN\Administrators.
+constexpr char kPipeSecurityText[] = "D:P(A;;GA;;;OW)(A;;GA;;;SY)(A;;GA;;;BA)";
+
+class PipeSecurity {
+ public:
+  // Builds the descriptor. Throws PeerError when it cannot.
+  PipeSecurity();
+
+  // For CreateNamedPipeW; lives as long as this object.
+  SECURITY_ATTRIBUTES* attributes() { return &security; }
+
+ private:
+  struct LocalFreer {
+    void operator()(void* block) const { platform::LocalFree(block); }
+  };
+
+  std::unique_ptr<void, LocalFreer> descriptor;
+  SECURITY_ATTRIBUTES security{};
+};
+
+}  // namespace peer
