@@ -4,7 +4,7 @@
 #include "platform/errors.h"
 #include "platform/local_memory.h"
 #include "platform/security.h"
-#include "platform/sim/test_api.h"
+#include "platform/sim/core/test_api.h"
 
 namespace platform {
 
