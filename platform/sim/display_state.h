@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -40,17 +41,35 @@ constexpr std::size_t kDefaultDisplayCount = 2;
 // The identity ramp of a display that nobody has changed.
 RampWords identityRamp();
 
+// A display record that cannot be read. Only the calls on that display fail, with
+// kDamagedRecordError; the other displays work on, kestrine-sim show names the record and
+// kestrine-sim reset writes it afresh.
+class DamagedRecord : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// ERROR_FILE_CORRUPT: the last error of a call on a display whose record is damaged.
+constexpr DWORD kDamagedRecordError = 1392;
+
+// A damaged display as kestrine-sim show lists it: its name and what is wrong with the record.
+struct DamagedDisplay {
+  std::string name;
+  std::string problem;
+};
+
 // The display names in enumeration order. The first use on a machine creates the default.
 std::vector<std::string> displayNames();
 
-// One display by name (exact), or none.
+// One display by name (exact), or none. Throws DamagedRecord when its record cannot be read.
 std::optional<SimDisplay> loadDisplay(const std::string& name);
 
-// All displays in enumeration order.
-std::vector<SimDisplay> loadDisplays();
+// All displays in enumeration order; damaged records are left out and, when `damaged` is given,
+// listed there.
+std::vector<SimDisplay> loadDisplays(std::vector<DamagedDisplay>* damaged = nullptr);
 
 // Read-modify-write of one display under the machine lock. False when there is no such display;
-// then `change` is not called and nothing is written.
+// then `change` is not called and nothing is written. Throws DamagedRecord as loadDisplay does.
 bool updateDisplay(const std::string& name, const std::function<void(SimDisplay&)>& change);
 
 // Replaces the whole list of displays, under the machine lock.
@@ -61,6 +80,7 @@ void replaceDisplaysUnderLock(const std::vector<SimDisplay>& displays);
 
 // The text form of a display record, as stored in its file.
 std::string encodeDisplay(const SimDisplay& display);
+// Throws DamagedRecord for a text that is no display record.
 SimDisplay decodeDisplay(const std::string& text);
 
 }  // namespace sim

@@ -46,7 +46,13 @@ std::optional<SimPhysicalMonitor> resolve(HANDLE handle, const char* faultWord,
     setLastError(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
     return std::nullopt;
   }
-  const std::optional<SimDisplay> display = loadDisplay(found->display);
+  std::optional<SimDisplay> display;
+  try {
+    display = loadDisplay(found->display);
+  } catch (const DamagedRecord&) {
+    setLastError(kDamagedRecordError);
+    return std::nullopt;
+  }
   const std::optional<SimMonitor> monitor = loadMonitor(found->display);
   if (!display || !isDisplayMonitor(*display) || !monitor ||
       found->index >= monitor->physical.size()) {

@@ -243,8 +243,13 @@ class DisplayArea : public SimArea {
   std::vector<std::string> showOptions() const override { return {"--png"}; }
 
   void show(std::ostream& out, const std::map<std::string, std::string>& options) override {
-    const std::vector<sim::SimDisplay> displays = sim::loadDisplays();
-    out << "Displays: " << displays.size() << "\n";
+    std::vector<sim::DamagedDisplay> damaged;
+    const std::vector<sim::SimDisplay> displays = sim::loadDisplays(&damaged);
+    out << "Displays: " << displays.size() + damaged.size() << "\n";
+    for (const sim::DamagedDisplay& d : damaged) {
+      out << "  " << d.name << "  DAMAGED RECORD (its calls fail; reset repairs): " << d.problem
+          << "\n";
+    }
     for (const sim::SimDisplay& d : displays) {
       out << "  " << d.name << "  flags " << d.stateFlags << " (" << describeFlags(d.stateFlags)
           << ")  at " << d.rect.left << "," << d.rect.top << " " << d.rect.right - d.rect.left
@@ -261,7 +266,8 @@ class DisplayArea : public SimArea {
 
   Json::Value showJson() override {
     Json::Value list(Json::arrayValue);
-    for (const sim::SimDisplay& d : sim::loadDisplays()) {
+    std::vector<sim::DamagedDisplay> damaged;
+    for (const sim::SimDisplay& d : sim::loadDisplays(&damaged)) {
       Json::Value entry;
       entry["name"] = d.name;
       entry["flags"] = Json::UInt(d.stateFlags);
@@ -277,6 +283,12 @@ class DisplayArea : public SimArea {
       for (const std::string& fault : sim::describeFaults(d.faults)) {
         entry["faults"].append(fault);
       }
+      list.append(entry);
+    }
+    for (const sim::DamagedDisplay& d : damaged) {
+      Json::Value entry;
+      entry["name"] = d.name;
+      entry["damaged"] = d.problem;
       list.append(entry);
     }
     return list;

@@ -222,8 +222,10 @@ std::string faultText(const sim::MonitorFaults& faults) {
 }
 
 bool isDisplayMonitor(const std::string& display) {
-  const std::optional<sim::SimDisplay> stored = sim::loadDisplay(display);
-  return stored && sim::isDisplayMonitor(*stored);
+  const std::vector<sim::SimDisplay> displays = sim::loadDisplays();
+  const auto stored = std::find_if(displays.begin(), displays.end(),
+                                   [&display](const sim::SimDisplay& d) { return d.name == display; });
+  return stored != displays.end() && sim::isDisplayMonitor(*stored);
 }
 
 class MonitorArea : public SimArea {

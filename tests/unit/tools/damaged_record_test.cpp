@@ -1,0 +1,58 @@
+// One damaged display record: only the calls on that display fail, kestrine-sim show names the
+// record, and kestrine-sim reset repairs it.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/displays.h"
+#include "platform/errors.h"
+#include "platform/sim/display_state.h"
+#include "platform/sim/machine.h"
+#include "tests/support/sim_test.h"
+#include "tests/unit/tools/sim_tool.h"
+
+namespace {
+
+using DamagedRecordTest = testing_support::SimTest;
+
+std::string displayName(int number) { return "\\\\.\\DISPLAY" + std::to_string(number); }
+
+// The last error of a read and write of the ramp through `context`, and of a new context; 0 when
+// all of them worked.
+DWORD callError(HDC context, int number) {
+  WORD ramp[768];
+  if (!platform::GetDeviceGammaRamp(context, ramp) || !platform::SetDeviceGammaRamp(context, ramp)) {
+    return platform::GetLastError();
+  }
+  HDC fresh = platform::CreateDCA("DISPLAY", displayName(number).c_str(), nullptr, nullptr);
+  return fresh && platform::DeleteDC(fresh) ? 0 : platform::GetLastError();
+}
+
+TEST_F(DamagedRecordTest, OnlyTheDamagedDisplayFailsUntilReset) {
+  ASSERT_EQ(tools_test::simTool({"reset", "--displays", "3"}).status, 0);
+  std::vector<HDC> contexts;
+  for (int number = 1; number <= 3; ++number) {
+    contexts.push_back(platform::CreateDCA("DISPLAY", displayName(number).c_str(), nullptr, nullptr));
+  }
+  sim::writeMachineFile("displays/DISPLAY2.txt", "name " + displayName(2) + "\nflags x\n");
+
+  for (int number = 1; number <= 3; ++number) {
+    EXPECT_EQ(callError(contexts[number - 1], number), number == 2 ? sim::kDamagedRecordError : 0u);
+  }
+  DISPLAY_DEVICEA device{};
+  device.cb = sizeof device;
+  ASSERT_TRUE(platform::EnumDisplayDevicesA(nullptr, 2, &device, 0)) << "the listing goes on";
+  EXPECT_EQ(device.DeviceName, displayName(3));
+  const testing_support::ProcessResult shown = tools_test::simTool({"show"});
+  EXPECT_EQ(shown.status, 0);
+  EXPECT_NE(shown.output.find(displayName(2) + "  DAMAGED RECORD"), std::string::npos) << shown.output;
+
+  ASSERT_EQ(tools_test::simTool({"reset", "--displays", "3"}).status, 0);
+  EXPECT_EQ(callError(contexts[1], 2), 0u);
+  for (HDC context : contexts) {
+    platform::DeleteDC(context);
+  }
+}
+
+}  // namespace
