@@ -2,7 +2,8 @@
 # Installs what is missing, builds, and runs every test:
 #   1. the Linux debug build (sim): every ctest test (unit, conformance, e2e);
 #   2. the unit tests under AddressSanitizer+UBSan and under ThreadSanitizer;
-#   3. the Windows cross build: every ctest test of its build directory (conformance checks,
+#   3. the fuzz targets (clang, libFuzzer), each a short while on its committed corpus;
+#   4. the Windows cross build: every ctest test of its build directory (conformance checks,
 #      Windows scenarios) under Wine, with a private Wine prefix.
 # Goes on after a failed section where it can, exits non-zero if anything failed, and ends with
 # the line "N passed, N failed" (tests over all ctest runs; a failed set-up, configure or
@@ -13,6 +14,8 @@
 #   KESTRINE_JOBS         parallel jobs for builds and ctest (default 2)
 #   KESTRINE_SANITIZERS   0 skips the asan and tsan runs (default 1)
 #   KESTRINE_WINDOWS      0 skips the Windows build and the Wine runs (default 1)
+#   KESTRINE_FUZZ         0 skips the fuzz targets (default 1); KESTRINE_FUZZ_SECONDS is the time
+#                         of each target (default 20)
 #   KESTRINE_SKIP_SETUP   1 skips scripts/setup-debian.sh
 set -uo pipefail
 
@@ -118,6 +121,33 @@ if [[ ${KESTRINE_SANITIZERS:-1} != 0 ]]; then
         linux_suite asan unit
     TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1 second_deadlock_stack=1} \
         linux_suite tsan unit
+fi
+
+# --- fuzz targets --------------------------------------------------------------------------------
+# Each target counts as one test: it passes when it ran its time without a failing input.
+fuzz_suite() {
+    local dir=$build_root/fuzz target t0
+    section "Fuzz targets"
+    if ! command -v clang++ >/dev/null; then
+        note "clang++ is not installed: fuzz targets left out"
+        return
+    fi
+    step "configure fuzz" quiet cmake --preset fuzz -B "$dir" -Wno-dev || return
+    step "build fuzz" cmake --build "$dir" --target kestrine_fuzzers --parallel "$jobs" || return
+    for target in fuzz_display_document fuzz_capabilities fuzz_rotation_time fuzz_pipe_reader \
+        fuzz_peer_store; do
+        t0=$SECONDS
+        if KESTRINE_BUILD_ROOT=$build_root quiet bash scripts/fuzz.sh "$target" \
+            "${KESTRINE_FUZZ_SECONDS:-20}"; then
+            passed=$((passed + 1))
+            note "$target: no failing input in $((SECONDS - t0)) s"
+        else
+            problem "fuzz target $target"
+        fi
+    done
+}
+if [[ ${KESTRINE_FUZZ:-1} != 0 ]]; then
+    fuzz_suite
 fi
 
 # --- Windows -------------------------------------------------------------------------------------
