@@ -232,7 +232,7 @@ std::optional<SimDisplay> loadDisplay(const std::string& name) {
   return decodeRecord(name, *text);
 }
 
-std::vector<SimDisplay> loadDisplays(std::vector<DamagedDisplay>* damaged) {
+std::vector<SimDisplay> loadDisplays(std::vector<DamagedEntry>* damaged) {
   std::vector<SimDisplay> displays;
   for (const std::string& name : displayNames()) {
     try {

@@ -8,10 +8,10 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "platform/sim/damaged_record.h"
 #include "platform/sim/display_faults.h"
 #include "platform/types.h"
 
@@ -41,23 +41,6 @@ constexpr std::size_t kDefaultDisplayCount = 2;
 // The identity ramp of a display that nobody has changed.
 RampWords identityRamp();
 
-// A display record that cannot be read. Only the calls on that display fail, with
-// kDamagedRecordError; the other displays work on, kestrine-sim show names the record and
-// kestrine-sim reset writes it afresh.
-class DamagedRecord : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-// ERROR_FILE_CORRUPT: the last error of a call on a display whose record is damaged.
-constexpr DWORD kDamagedRecordError = 1392;
-
-// A damaged display as kestrine-sim show lists it: its name and what is wrong with the record.
-struct DamagedDisplay {
-  std::string name;
-  std::string problem;
-};
-
 // The display names in enumeration order. The first use on a machine creates the default.
 std::vector<std::string> displayNames();
 
@@ -66,7 +49,7 @@ std::optional<SimDisplay> loadDisplay(const std::string& name);
 
 // All displays in enumeration order; damaged records are left out and, when `damaged` is given,
 // listed there.
-std::vector<SimDisplay> loadDisplays(std::vector<DamagedDisplay>* damaged = nullptr);
+std::vector<SimDisplay> loadDisplays(std::vector<DamagedEntry>* damaged = nullptr);
 
 // Read-modify-write of one display under the machine lock. False when there is no such display;
 // then `change` is not called and nothing is written. Throws DamagedRecord as loadDisplay does.

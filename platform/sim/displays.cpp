@@ -85,18 +85,6 @@ BOOL fail(DWORD code) {
   return FALSE;
 }
 
-// Runs a call on one display: a damaged record makes only this call fail, with `failed` and
-// kDamagedRecordError.
-template <class R, class Call>
-R onDisplay(R failed, Call&& call) {
-  try {
-    return call();
-  } catch (const sim::DamagedRecord&) {
-    sim::setLastError(sim::kDamagedRecordError);
-    return failed;
-  }
-}
-
 // The adapter entry of display `index`. A damaged record still lists its adapter, attached to the
 // desktop, so that a listing goes past it; the calls on the display then fail.
 std::optional<sim::SimDisplay> adapterAt(const std::vector<std::string>& names, DWORD index) {
@@ -131,7 +119,7 @@ BOOL EnumDisplayDevicesA(LPCSTR lpDevice, DWORD iDevNum, PDISPLAY_DEVICEA lpDisp
     describeAdapter(*display, iDevNum, *lpDisplayDevice);
     return TRUE;
   }
-  return onDisplay<BOOL>(FALSE, [&]() -> BOOL {
+  return sim::failOnDamage<BOOL>(FALSE, [&]() -> BOOL {
     const std::optional<std::string> name = findDisplayName(lpDevice);
     const std::optional<sim::SimDisplay> display =
         name && iDevNum == 0 ? sim::loadDisplay(*name) : std::nullopt;
@@ -149,7 +137,7 @@ HDC CreateDCA(LPCSTR pwszDriver, LPCSTR pwszDevice, LPCSTR pszPort, const DEVMOD
     fail(ERROR_INVALID_PARAMETER);
     return nullptr;
   }
-  return onDisplay<HDC>(nullptr, [&]() -> HDC {
+  return sim::failOnDamage<HDC>(nullptr, [&]() -> HDC {
     const std::optional<std::string> name = findDisplayName(pwszDevice);
     const std::optional<sim::SimDisplay> display = name ? sim::loadDisplay(*name) : std::nullopt;
     if (!display || display->faults.noDeviceContext || display->faults.turnedOff) {
@@ -172,7 +160,7 @@ BOOL GetDeviceGammaRamp(HDC hdc, LPVOID lpRamp) {
   if (!name) {
     return fail(ERROR_INVALID_HANDLE);
   }
-  return onDisplay<BOOL>(FALSE, [&]() -> BOOL {
+  return sim::failOnDamage<BOOL>(FALSE, [&]() -> BOOL {
     std::optional<sim::SimDisplay> display = sim::loadDisplay(*name);
     if (!lpRamp || !display || display->faults.getFails) {
       return fail(ERROR_INVALID_PARAMETER);
@@ -199,7 +187,7 @@ BOOL SetDeviceGammaRamp(HDC hdc, LPVOID lpRamp) {
   if (!lpRamp) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  return onDisplay<BOOL>(FALSE, [&]() -> BOOL {
+  return sim::failOnDamage<BOOL>(FALSE, [&]() -> BOOL {
     std::optional<DWORD> refusal;
     const bool found = sim::updateDisplay(*name, [&](sim::SimDisplay& stored) {
       if (stored.faults.setFails) {

@@ -243,10 +243,10 @@ class DisplayArea : public SimArea {
   std::vector<std::string> showOptions() const override { return {"--png"}; }
 
   void show(std::ostream& out, const std::map<std::string, std::string>& options) override {
-    std::vector<sim::DamagedDisplay> damaged;
+    std::vector<sim::DamagedEntry> damaged;
     const std::vector<sim::SimDisplay> displays = sim::loadDisplays(&damaged);
     out << "Displays: " << displays.size() + damaged.size() << "\n";
-    for (const sim::DamagedDisplay& d : damaged) {
+    for (const sim::DamagedEntry& d : damaged) {
       out << "  " << d.name << "  DAMAGED RECORD (its calls fail; reset repairs): " << d.problem
           << "\n";
     }
@@ -266,7 +266,7 @@ class DisplayArea : public SimArea {
 
   Json::Value showJson() override {
     Json::Value list(Json::arrayValue);
-    std::vector<sim::DamagedDisplay> damaged;
+    std::vector<sim::DamagedEntry> damaged;
     for (const sim::SimDisplay& d : sim::loadDisplays(&damaged)) {
       Json::Value entry;
       entry["name"] = d.name;
@@ -285,7 +285,7 @@ class DisplayArea : public SimArea {
       }
       list.append(entry);
     }
-    for (const sim::DamagedDisplay& d : damaged) {
+    for (const sim::DamagedEntry& d : damaged) {
       Json::Value entry;
       entry["name"] = d.name;
       entry["damaged"] = d.problem;

@@ -266,8 +266,13 @@ class MonitorArea : public SimArea {
 
   void show(std::ostream& out, const std::map<std::string, std::string>& options) override {
     (void)options;
-    const std::vector<sim::SimMonitor> monitors = sim::loadMonitors();
-    out << "Monitors (DDC/CI): " << monitors.size() << " display(s)\n";
+    std::vector<sim::DamagedEntry> damaged;
+    const std::vector<sim::SimMonitor> monitors = sim::loadMonitors(&damaged);
+    out << "Monitors (DDC/CI): " << monitors.size() + damaged.size() << " display(s)\n";
+    for (const sim::DamagedEntry& d : damaged) {
+      out << "  " << d.name << "  DAMAGED RECORD (its calls fail; reset repairs): " << d.problem
+          << "\n";
+    }
     for (const sim::SimMonitor& monitor : monitors) {
       out << "  " << monitor.display << "  " << monitor.physical.size() << " physical"
           << (isDisplayMonitor(monitor.display) ? "" : ", not a display monitor now")
@@ -284,11 +289,18 @@ class MonitorArea : public SimArea {
 
   Json::Value showJson() override {
     Json::Value list(Json::arrayValue);
-    for (const sim::SimMonitor& monitor : sim::loadMonitors()) {
+    std::vector<sim::DamagedEntry> damaged;
+    for (const sim::SimMonitor& monitor : sim::loadMonitors(&damaged)) {
       Json::Value entry;
       std::istringstream(sim::encodeMonitor(monitor)) >> entry;
       entry["display"] = monitor.display;
       entry["displayMonitor"] = isDisplayMonitor(monitor.display);
+      list.append(entry);
+    }
+    for (const sim::DamagedEntry& d : damaged) {
+      Json::Value entry;
+      entry["display"] = d.name;
+      entry["damaged"] = d.problem;
       list.append(entry);
     }
     return list;

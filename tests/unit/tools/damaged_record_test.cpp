@@ -1,5 +1,5 @@
-// One damaged display record: only the calls on that display fail, kestrine-sim show names the
-// record, and kestrine-sim reset repairs it.
+// One damaged record of a display or of its monitors: only the calls on that display or monitor
+// fail, kestrine-sim show names the record, and kestrine-sim reset repairs it.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -7,7 +7,9 @@
 
 #include "platform/displays.h"
 #include "platform/errors.h"
-#include "platform/sim/display_state.h"
+#include "platform/monitor_configuration.h"
+#include "platform/sim/display_monitors.h"
+#include "platform/sim/dxva2_exports.h"
 #include "platform/sim/machine.h"
 #include "tests/support/sim_test.h"
 #include "tests/unit/tools/sim_tool.h"
@@ -53,6 +55,20 @@ TEST_F(DamagedRecordTest, OnlyTheDamagedDisplayFailsUntilReset) {
   for (HDC context : contexts) {
     platform::DeleteDC(context);
   }
+}
+
+TEST_F(DamagedRecordTest, OnlyTheDamagedMonitorEntryFails) {
+  ASSERT_EQ(tools_test::simTool({"reset", "--displays", "3"}).status, 0);
+  sim::writeMachineFile("monitors.json", R"({"\\\\.\\DISPLAY2": {"physical": 7}})");
+  const auto count = reinterpret_cast<platform::GetNumberOfPhysicalMonitorsFromHMONITORFn>(
+      reinterpret_cast<void (*)()>(sim::dxva2Export("GetNumberOfPhysicalMonitorsFromHMONITOR")));
+  for (const auto& [monitor, display] : sim::displayMonitors()) {
+    DWORD physical = 0;
+    const bool damaged = display.name == displayName(2);
+    EXPECT_EQ(count(monitor, &physical), damaged ? FALSE : TRUE) << display.name;
+    EXPECT_EQ(damaged ? platform::GetLastError() : physical, damaged ? sim::kDamagedRecordError : 1u);
+  }
+  EXPECT_NE(tools_test::simTool({"show"}).output.find(displayName(2) + "  DAMAGED"), std::string::npos);
 }
 
 }  // namespace
