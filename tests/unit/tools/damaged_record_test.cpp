@@ -1,5 +1,5 @@
-// One damaged record of a display or of its monitors: only the calls on that display or monitor
-// fail, kestrine-sim show names the record, and kestrine-sim reset repairs it.
+// One damaged record of a display, of its monitors or of a registry value: only the calls on that
+// object fail, kestrine-sim show names the record, and kestrine-sim reset repairs it.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -8,6 +8,7 @@
 #include "platform/displays.h"
 #include "platform/errors.h"
 #include "platform/monitor_configuration.h"
+#include "platform/registry.h"
 #include "platform/sim/display_monitors.h"
 #include "platform/sim/dxva2_exports.h"
 #include "platform/sim/machine.h"
@@ -69,6 +70,25 @@ TEST_F(DamagedRecordTest, OnlyTheDamagedMonitorEntryFails) {
     EXPECT_EQ(damaged ? platform::GetLastError() : physical, damaged ? sim::kDamagedRecordError : 1u);
   }
   EXPECT_NE(tools_test::simTool({"show"}).output.find(displayName(2) + "  DAMAGED"), std::string::npos);
+}
+
+TEST_F(DamagedRecordTest, OnlyTheDamagedRegistryValueFails) {
+  for (const char* name : {"Good", "Bad"}) {
+    ASSERT_EQ(tools_test::simTool({"reg", "set", "SOFTWARE\\K", name, "dword", "5"}).status, 0);
+  }
+  std::string stored = *sim::readMachineFile("registry.json");
+  stored.replace(stored.rfind("05000000"), 8, "05zz");
+  sim::writeMachineFile("registry.json", stored);
+  HKEY key = nullptr;
+  ASSERT_EQ(platform::RegOpenKeyExW(HKEY_LOCAL_MACHINE, PLATFORM_WIDE("SOFTWARE\\K"), 0, KEY_READ, &key), 0);
+  DWORD data = 0;
+  DWORD size = sizeof data;
+  EXPECT_EQ(platform::RegQueryValueExW(key, PLATFORM_WIDE("Good"), nullptr, nullptr,
+                                       reinterpret_cast<LPBYTE>(&data), &size), 0);
+  EXPECT_EQ(platform::RegQueryValueExW(key, PLATFORM_WIDE("Bad"), nullptr, nullptr,
+                                       reinterpret_cast<LPBYTE>(&data), &size), 1015);
+  platform::RegCloseKey(key);
+  EXPECT_NE(tools_test::simTool({"show"}).output.find("Bad  DAMAGED"), std::string::npos);
 }
 
 }  // namespace
