@@ -10,27 +10,26 @@
 namespace fuzzing {
 namespace {
 
-std::filesystem::path& simRoot() {
-  static std::filesystem::path root;
-  return root;
-}
-
-void removeSimRoot() {
-  std::error_code ignored;
-  std::filesystem::remove_all(simRoot(), ignored);
-}
+// A directory removed again when the process ends.
+struct TemporaryDirectory {
+  std::filesystem::path path;
+  ~TemporaryDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
+};
 
 }  // namespace
 
 std::filesystem::path useTemporarySimRoot() {
+  static TemporaryDirectory root;
   std::string pattern = (std::filesystem::temp_directory_path() / "kestrine-fuzz-XXXXXX").string();
   if (::mkdtemp(pattern.data()) == nullptr) {
     fail(__FILE__, __LINE__, "mkdtemp");
   }
-  simRoot() = pattern;
+  root.path = pattern;
   ::setenv("KESTRINE_SIM_ROOT", pattern.c_str(), 1);
-  std::atexit(removeSimRoot);
-  return simRoot();
+  return root.path;
 }
 
 void fail(const char* file, int line, const char* condition) {

@@ -2,40 +2,28 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "blanking/power/power_capabilities.h"
 #include "tests/support/recording_logger.h"
 
 namespace {
 
-// "vcp(D6(", blanks, "04))": exactly `size` bytes whose one D6 entry declares state 4.
-std::string paddedEntry(std::size_t size) {
-  const std::string head = "vcp(D6(";
-  const std::string tail = "04))";
-  return head + std::string(size - head.size() - tail.size(), ' ') + tail;
-}
-
-struct LimitRow {
-  std::size_t size;
-  std::uint32_t result;
-  const char* lastLine;
-};
-
-class CapabilitiesLimit : public ::testing::TestWithParam<LimitRow> {};
-
-TEST_P(CapabilitiesLimit, ReadsUpToTheLimitAndFallsBackBeyondIt) {
+// The choice (fallback 9) and its last line for "vcp(D6(", blanks, "04))" of exactly `size` bytes.
+std::pair<std::uint32_t, std::string> choose(std::size_t size) {
   testing_support::RecordingLogger log;
-  EXPECT_EQ(velmo::power::chooseBlankingState(paddedEntry(GetParam().size), 9, log),
-            GetParam().result);
-  ASSERT_FALSE(log.messages().empty());
-  EXPECT_EQ(log.messages().back(), GetParam().lastLine);
+  const std::string text = "vcp(D6(" + std::string(size - 11, ' ') + "04))";
+  const std::uint32_t state = velmo::power::chooseBlankingState(text, 9, log);
+  return {state, log.messages().back()};
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, CapabilitiesLimit,
-    ::testing::Values(
-        LimitRow{velmo::power::kMaxCapabilitiesLength, 4, "  Using power saving state: 4"},
-        LimitRow{4097, 9, "  Capabilities string of 4097 bytes is longer than 4096, not read"},
-        LimitRow{65536, 9, "  Capabilities string of 65536 bytes is longer than 4096, not read"}));
+TEST(CapabilitiesLimit, ReadsUpToTheLimitAndFallsBackBeyondIt) {
+  EXPECT_EQ(choose(velmo::power::kMaxCapabilitiesLength),
+            std::make_pair(4u, std::string("  Using power saving state: 4")));
+  for (const std::size_t size : {4097u, 65536u}) {
+    EXPECT_EQ(choose(size), std::make_pair(9u, "  Capabilities string of " + std::to_string(size) +
+                                                   " bytes is longer than 4096, not read"));
+  }
+}
 
 }  // namespace

@@ -4,11 +4,10 @@
 
 namespace {
 
-using power_test::kDisplay1;
 using SavedDocumentTest = power_test::PowerBlankerTest;
 
 TEST_F(SavedDocumentTest, WritesANonAsciiDescriptionAsEscapes) {
-  changePhysical(kDisplay1,
+  changePhysical(power_test::kDisplay1,
                  [](sim::SimPhysicalMonitor& m) { m.description = "\xC3\x89" "cran \xE4\xB8\xAD"; });
   const std::string document = make().getSavedDisplayStates();
   EXPECT_NE(document.find("\"description\" : \"\\u00c9cran \\u4e2d\""), std::string::npos) << document;
