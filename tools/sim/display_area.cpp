@@ -13,6 +13,7 @@
 
 #include "blanking/gamma/gamma_ramp.h"
 #include "platform/sim/display_state.h"
+#include "tools/sim/damaged_listing.h"
 #include "tools/sim/display_picture.h"
 
 namespace simtool {
@@ -246,10 +247,7 @@ class DisplayArea : public SimArea {
     std::vector<sim::DamagedEntry> damaged;
     const std::vector<sim::SimDisplay> displays = sim::loadDisplays(&damaged);
     out << "Displays: " << displays.size() + damaged.size() << "\n";
-    for (const sim::DamagedEntry& d : damaged) {
-      out << "  " << d.name << "  DAMAGED RECORD (its calls fail; reset repairs): " << d.problem
-          << "\n";
-    }
+    printDamaged(out, damaged);
     for (const sim::SimDisplay& d : displays) {
       out << "  " << d.name << "  flags " << d.stateFlags << " (" << describeFlags(d.stateFlags)
           << ")  at " << d.rect.left << "," << d.rect.top << " " << d.rect.right - d.rect.left
@@ -285,12 +283,7 @@ class DisplayArea : public SimArea {
       }
       list.append(entry);
     }
-    for (const sim::DamagedEntry& d : damaged) {
-      Json::Value entry;
-      entry["name"] = d.name;
-      entry["damaged"] = d.problem;
-      list.append(entry);
-    }
+    appendDamaged(list, damaged, "name");
     return list;
   }
 

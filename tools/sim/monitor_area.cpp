@@ -18,6 +18,7 @@
 #include "platform/sim/display_state.h"
 #include "platform/sim/monitor_state.h"
 #include "platform/sim/utf.h"
+#include "tools/sim/damaged_listing.h"
 
 namespace simtool {
 namespace {
@@ -269,10 +270,7 @@ class MonitorArea : public SimArea {
     std::vector<sim::DamagedEntry> damaged;
     const std::vector<sim::SimMonitor> monitors = sim::loadMonitors(&damaged);
     out << "Monitors (DDC/CI): " << monitors.size() + damaged.size() << " display(s)\n";
-    for (const sim::DamagedEntry& d : damaged) {
-      out << "  " << d.name << "  DAMAGED RECORD (its calls fail; reset repairs): " << d.problem
-          << "\n";
-    }
+    printDamaged(out, damaged);
     for (const sim::SimMonitor& monitor : monitors) {
       out << "  " << monitor.display << "  " << monitor.physical.size() << " physical"
           << (isDisplayMonitor(monitor.display) ? "" : ", not a display monitor now")
@@ -297,12 +295,7 @@ class MonitorArea : public SimArea {
       entry["displayMonitor"] = isDisplayMonitor(monitor.display);
       list.append(entry);
     }
-    for (const sim::DamagedEntry& d : damaged) {
-      Json::Value entry;
-      entry["display"] = d.name;
-      entry["damaged"] = d.problem;
-      list.append(entry);
-    }
+    appendDamaged(list, damaged, "display");
     return list;
   }
 };
