@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test:
 #   1. the Linux debug build (sim): every ctest test (unit, conformance, e2e);
-#   2. the Linux release build in full (tests and benchmarks at -O3): every ctest test;
+#   2. the Linux release build in full (tests and benchmarks at -O3): every ctest test but the
+#      peer's chaos rounds, which the debug run already takes;
 #   3. the unit tests under AddressSanitizer+UBSan (built with clang, so that clang builds every
 #      target too) and under ThreadSanitizer (GCC);
-#   4. the Windows cross build: every ctest test of its build directory (conformance checks,
+#   4. the fuzz targets (clang, libFuzzer), each a short while on its committed corpus;
+#   5. the Windows cross build: every ctest test of its build directory (conformance checks,
 #      Windows scenarios) under Wine, with a private Wine prefix.
 # Goes on after a failed section where it can, exits non-zero if anything failed, and ends with
 # the line "N passed, N failed" (tests over all ctest runs; a failed set-up, configure or
@@ -15,6 +17,8 @@
 #   KESTRINE_JOBS         parallel jobs for builds and ctest (default 2)
 #   KESTRINE_SANITIZERS   0 skips the asan and tsan runs (default 1)
 #   KESTRINE_WINDOWS      0 skips the Windows build and the Wine runs (default 1)
+#   KESTRINE_FUZZ         0 skips the fuzz targets (default 1); KESTRINE_FUZZ_SECONDS is the time
+#                         of each target (default 20)
 #   KESTRINE_SKIP_SETUP   1 skips scripts/setup-debian.sh
 set -uo pipefail
 
@@ -90,17 +94,16 @@ run_ctest() {
     note "$name: $((total - bad)) passed, $bad failed in $((SECONDS - t0)) s"
 }
 
-# linux_suite PRESET LABEL...: configures and builds a Linux preset, then runs its tests (all
-# tests, or only those with one of the labels).
+# linux_suite PRESET [CTEST-ARGS...]: configures and builds a Linux preset, then runs its tests
+# (all of them, or those the ctest arguments select, such as -L '^unit$').
 linux_suite() {
-    local preset=$1 dir=$build_root/$1 filter=()
+    local preset=$1 dir=$build_root/$1
     shift
-    if [[ $# -gt 0 ]]; then filter=(-L "^($(IFS='|'; echo "$*"))\$"); fi
     section "Linux $preset build"
     step "configure $preset" quiet cmake --preset "$preset" -B "$dir" -Wno-dev || return
     step "build $preset" cmake --build "$dir" --parallel "$jobs" || return
     section "Linux $preset tests"
-    run_ctest "$preset" "$dir" "$jobs" "${filter[@]}"
+    run_ctest "$preset" "$dir" "$jobs" "$@"
 }
 
 # --- set-up ------------------------------------------------------------------------------------
@@ -115,13 +118,41 @@ fi
 # --- Linux ---------------------------------------------------------------------------------------
 linux_suite debug
 # The optimiser's warnings (GCC at -O3) only show in a release build; its tests take seconds.
-linux_suite release
+# The peer's chaos rounds drive the programs as processes, which the debug run already does.
+linux_suite release -LE '^chaos$'
 
 if [[ ${KESTRINE_SANITIZERS:-1} != 0 ]]; then
     ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1} \
-        linux_suite asan unit
+        linux_suite asan -L '^unit$'
     TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1 second_deadlock_stack=1} \
-        linux_suite tsan unit
+        linux_suite tsan -L '^unit$'
+fi
+
+# --- fuzz targets --------------------------------------------------------------------------------
+# Each target counts as one test: it passes when it ran its time without a failing input.
+fuzz_suite() {
+    local dir=$build_root/fuzz target t0
+    section "Fuzz targets"
+    if ! command -v clang++ >/dev/null; then
+        note "clang++ is not installed: fuzz targets left out"
+        return
+    fi
+    step "configure fuzz" quiet cmake --preset fuzz -B "$dir" -Wno-dev || return
+    step "build fuzz" cmake --build "$dir" --target kestrine_fuzzers --parallel "$jobs" || return
+    for target in fuzz_display_document fuzz_capabilities fuzz_rotation_time fuzz_pipe_reader \
+        fuzz_peer_store; do
+        t0=$SECONDS
+        if KESTRINE_BUILD_ROOT=$build_root quiet bash scripts/fuzz.sh "$target" \
+            "${KESTRINE_FUZZ_SECONDS:-20}"; then
+            passed=$((passed + 1))
+            note "$target: no failing input in $((SECONDS - t0)) s"
+        else
+            problem "fuzz target $target"
+        fi
+    done
+}
+if [[ ${KESTRINE_FUZZ:-1} != 0 ]]; then
+    fuzz_suite
 fi
 
 # --- Windows -------------------------------------------------------------------------------------

@@ -15,6 +15,8 @@ packages=(
     clang
     libgtest-dev libgmock-dev libbenchmark-dev
     libtclap-dev libjsoncpp-dev libfmt-dev libpng-dev libspdlog-dev
+    # Fuzz targets: clang with libFuzzer and the sanitizer runtimes
+    clang libclang-rt-14-dev
     # Windows cross build: compiler, and dpkg-source for the libraries built from source packages
     g++-mingw-w64-x86-64 dpkg-dev
     # Windows programs under Wine

@@ -88,7 +88,9 @@ std::shared_ptr<HDC__> WindowsGammaBlanker::openForPass(GammaDisplay& display, c
 bool WindowsGammaBlanker::blankDisplay(GammaDisplay& display,
                                        const std::shared_ptr<HDC__>& deviceContext) {
   if (!display.initialGammasSaved && !restoreOnly) {
-    // A failed save still blanks the display; it comes back to the linear ramp later.
+    // A failed save still blanks the display. The linear ramp kept here is only used by a
+    // restore of this same blanker; on the save road the document has already been taken with
+    // this display unsaved, so the display stays dark and a restore from that document skips it.
     if (!saveInitialGamma(*logger, deviceContext, display.initialGammas)) {
       setLinearRamp(display.initialGammas);
     }

@@ -64,6 +64,11 @@ PowerStates normalisePowerStates(std::uint32_t current, std::uint32_t maximum) {
 
 std::uint32_t chooseBlankingState(const std::string& capabilities, std::uint32_t fallback,
                                   logging::LoggerBase& logger) {
+  if (capabilities.size() > kMaxCapabilitiesLength) {
+    logDebug(logger, "  Capabilities string of {} bytes is longer than {}, not read",
+             capabilities.size(), kMaxCapabilitiesLength);
+    return fallback;
+  }
   try {
     static const std::regex entryPattern(R"re(\b(D6|d6)\s*\(([[:xdigit:] ]*?)\))re");
     std::smatch entry;

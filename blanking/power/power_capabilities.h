@@ -2,6 +2,7 @@
 // from the D6 entry of its MCCS capabilities string. Pure functions: no monitor is asked here.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -27,9 +28,15 @@ struct PowerStates {
 // state and the larger the blanking state.
 PowerStates normalisePowerStates(std::uint32_t current, std::uint32_t maximum);
 
+// The longest capabilities text that is read. Real MCCS strings are a few hundred bytes; the
+// regular expressions of libstdc++ recurse once per character they consume, and a monitor (or a
+// device that pretends to be one) chooses this text, so an unbounded one could exhaust the stack
+// of the worker thread (1 MB by default on Windows; 5,000 characters already overflow it).
+constexpr std::size_t kMaxCapabilitiesLength = 4096;
+
 // The blanking state that the first D6 entry of `capabilities` declares: its highest value of at
-// most 4. Without such an entry, or when it lists no value from 1 to 4, gives `fallback`. Logs
-// what it found at DEBUG.
+// most 4. Without such an entry, when it lists no value from 1 to 4, or when the text is longer
+// than kMaxCapabilitiesLength, gives `fallback`. Logs what it found at DEBUG.
 std::uint32_t chooseBlankingState(const std::string& capabilities, std::uint32_t fallback,
                                   logging::LoggerBase& logger);
 

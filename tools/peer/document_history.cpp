@@ -77,7 +77,9 @@ std::vector<unsigned> DocumentHistory::recordIds() const {
   for (const auto& entry : std::filesystem::directory_iterator(recordsDirectory(), ec)) {
     const std::filesystem::path name = entry.path().filename();
     const std::string stem = name.stem().u8string();
-    if (name.extension() == ".record" && !stem.empty() &&
+    // Ids are written by this class and stay far below 10^9; a longer run of digits is another
+    // program's file, left alone rather than read past the range of unsigned.
+    if (name.extension() == ".record" && !stem.empty() && stem.size() <= 9 &&
         stem.find_first_not_of("0123456789") == std::string::npos) {
       ids.push_back(static_cast<unsigned>(std::stoul(stem)));
     }

@@ -13,6 +13,7 @@
 
 #include "blanking/gamma/gamma_ramp.h"
 #include "platform/sim/displays/display_state.h"
+#include "tools/sim/damaged_listing.h"
 #include "tools/sim/display_picture.h"
 
 namespace simtool {
@@ -243,8 +244,10 @@ class DisplayArea : public SimArea {
   std::vector<std::string> showOptions() const override { return {"--png"}; }
 
   void show(std::ostream& out, const std::map<std::string, std::string>& options) override {
-    const std::vector<sim::SimDisplay> displays = sim::loadDisplays();
-    out << "Displays: " << displays.size() << "\n";
+    std::vector<sim::DamagedEntry> damaged;
+    const std::vector<sim::SimDisplay> displays = sim::loadDisplays(&damaged);
+    out << "Displays: " << displays.size() + damaged.size() << "\n";
+    printDamaged(out, damaged);
     for (const sim::SimDisplay& d : displays) {
       out << "  " << d.name << "  flags " << d.stateFlags << " (" << describeFlags(d.stateFlags)
           << ")  at " << d.rect.left << "," << d.rect.top << " " << d.rect.right - d.rect.left
@@ -261,7 +264,8 @@ class DisplayArea : public SimArea {
 
   Json::Value showJson() override {
     Json::Value list(Json::arrayValue);
-    for (const sim::SimDisplay& d : sim::loadDisplays()) {
+    std::vector<sim::DamagedEntry> damaged;
+    for (const sim::SimDisplay& d : sim::loadDisplays(&damaged)) {
       Json::Value entry;
       entry["name"] = d.name;
       entry["flags"] = Json::UInt(d.stateFlags);
@@ -279,6 +283,7 @@ class DisplayArea : public SimArea {
       }
       list.append(entry);
     }
+    appendDamaged(list, damaged, "name");
     return list;
   }
 

@@ -18,6 +18,7 @@
 #include "platform/sim/displays/display_state.h"
 #include "platform/sim/monitors/monitor_state.h"
 #include "platform/sim/core/utf.h"
+#include "tools/sim/damaged_listing.h"
 
 namespace simtool {
 namespace {
@@ -222,8 +223,10 @@ std::string faultText(const sim::MonitorFaults& faults) {
 }
 
 bool isDisplayMonitor(const std::string& display) {
-  const std::optional<sim::SimDisplay> stored = sim::loadDisplay(display);
-  return stored && sim::isDisplayMonitor(*stored);
+  const std::vector<sim::SimDisplay> displays = sim::loadDisplays();
+  const auto stored = std::find_if(displays.begin(), displays.end(),
+                                   [&display](const sim::SimDisplay& d) { return d.name == display; });
+  return stored != displays.end() && sim::isDisplayMonitor(*stored);
 }
 
 class MonitorArea : public SimArea {
@@ -264,8 +267,10 @@ class MonitorArea : public SimArea {
 
   void show(std::ostream& out, const std::map<std::string, std::string>& options) override {
     (void)options;
-    const std::vector<sim::SimMonitor> monitors = sim::loadMonitors();
-    out << "Monitors (DDC/CI): " << monitors.size() << " display(s)\n";
+    std::vector<sim::DamagedEntry> damaged;
+    const std::vector<sim::SimMonitor> monitors = sim::loadMonitors(&damaged);
+    out << "Monitors (DDC/CI): " << monitors.size() + damaged.size() << " display(s)\n";
+    printDamaged(out, damaged);
     for (const sim::SimMonitor& monitor : monitors) {
       out << "  " << monitor.display << "  " << monitor.physical.size() << " physical"
           << (isDisplayMonitor(monitor.display) ? "" : ", not a display monitor now")
@@ -282,13 +287,15 @@ class MonitorArea : public SimArea {
 
   Json::Value showJson() override {
     Json::Value list(Json::arrayValue);
-    for (const sim::SimMonitor& monitor : sim::loadMonitors()) {
+    std::vector<sim::DamagedEntry> damaged;
+    for (const sim::SimMonitor& monitor : sim::loadMonitors(&damaged)) {
       Json::Value entry;
       std::istringstream(sim::encodeMonitor(monitor)) >> entry;
       entry["display"] = monitor.display;
       entry["displayMonitor"] = isDisplayMonitor(monitor.display);
       list.append(entry);
     }
+    appendDamaged(list, damaged, "display");
     return list;
   }
 };

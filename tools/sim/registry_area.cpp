@@ -70,13 +70,13 @@ std::string dwordData(const std::string& text) {
 
 Value parseValue(const std::string& name, const std::string& type, const std::string& data) {
   if (type == "sz") {
-    return Value{name, REG_SZ, stringData(data)};
+    return Value{name, REG_SZ, stringData(data), {}};
   }
   if (type == "expand_sz") {
-    return Value{name, REG_EXPAND_SZ, stringData(data)};
+    return Value{name, REG_EXPAND_SZ, stringData(data), {}};
   }
   if (type == "dword") {
-    return Value{name, REG_DWORD, dwordData(data)};
+    return Value{name, REG_DWORD, dwordData(data), {}};
   }
   throw UsageError("unknown value type '" + type + "': use sz, expand_sz or dword");
 }
@@ -205,8 +205,12 @@ class RegistryArea : public SimArea {
       any = true;
       out << key->path << "\n";
       for (const Value& value : key->values) {
-        out << "  " << (value.name.empty() ? "(default)" : value.name) << "  "
-            << typeName(value.type) << "  " << readable(value) << "  (" << value.data.size()
+        out << "  " << (value.name.empty() ? "(default)" : value.name) << "  ";
+        if (!value.damage.empty()) {
+          out << "DAMAGED RECORD (its queries fail; reset repairs): " << value.damage << "\n";
+          continue;
+        }
+        out << typeName(value.type) << "  " << readable(value) << "  (" << value.data.size()
             << " bytes)\n";
       }
     }
@@ -222,6 +226,11 @@ class RegistryArea : public SimArea {
       Json::Value values(Json::objectValue);
       for (const Value& value : key->values) {
         Json::Value shown(Json::objectValue);
+        if (!value.damage.empty()) {
+          shown["damaged"] = value.damage;
+          values[value.name] = shown;
+          continue;
+        }
         shown["type"] = value.type;
         shown["size"] = static_cast<Json::UInt>(value.data.size());
         shown["data"] = jsonData(value);

@@ -70,7 +70,16 @@ std::vector<std::string> ensureDisplaysUnderLock() {
 }
 
 [[noreturn]] void malformed(const std::string& what) {
-  throw std::runtime_error("sim: malformed display record: " + what);
+  throw DamagedRecord("sim: malformed display record: " + what);
+}
+
+// The record of `name` read from `text`; a damaged one is named by its file.
+SimDisplay decodeRecord(const std::string& name, const std::string& text) {
+  try {
+    return decodeDisplay(text);
+  } catch (const DamagedRecord& e) {
+    throw DamagedRecord(recordFile(name) + ": " + e.what());
+  }
 }
 
 unsigned long parseNumber(const char*& cursor, const std::string& key) {
@@ -220,14 +229,20 @@ std::optional<SimDisplay> loadDisplay(const std::string& name) {
   if (!text) {
     return std::nullopt;  // removed by a concurrent reset
   }
-  return decodeDisplay(*text);
+  return decodeRecord(name, *text);
 }
 
-std::vector<SimDisplay> loadDisplays() {
+std::vector<SimDisplay> loadDisplays(std::vector<DamagedEntry>* damaged) {
   std::vector<SimDisplay> displays;
   for (const std::string& name : displayNames()) {
-    if (std::optional<SimDisplay> display = loadDisplay(name)) {
-      displays.push_back(std::move(*display));
+    try {
+      if (std::optional<SimDisplay> display = loadDisplay(name)) {
+        displays.push_back(std::move(*display));
+      }
+    } catch (const DamagedRecord& e) {
+      if (damaged) {
+        damaged->push_back({name, e.what()});
+      }
     }
   }
   return displays;
@@ -240,7 +255,7 @@ bool updateDisplay(const std::string& name, const std::function<void(SimDisplay&
   if (!text) {
     return false;
   }
-  SimDisplay display = decodeDisplay(*text);
+  SimDisplay display = decodeRecord(name, *text);
   change(display);
   // A repeated blank pass sets the ramp the display already holds: nothing to write then.
   const std::string changed = encodeDisplay(display);

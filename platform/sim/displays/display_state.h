@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/sim/core/damaged_record.h"
 #include "platform/sim/displays/display_faults.h"
 #include "platform/types.h"
 
@@ -43,14 +44,15 @@ RampWords identityRamp();
 // The display names in enumeration order. The first use on a machine creates the default.
 std::vector<std::string> displayNames();
 
-// One display by name (exact), or none.
+// One display by name (exact), or none. Throws DamagedRecord when its record cannot be read.
 std::optional<SimDisplay> loadDisplay(const std::string& name);
 
-// All displays in enumeration order.
-std::vector<SimDisplay> loadDisplays();
+// All displays in enumeration order; damaged records are left out and, when `damaged` is given,
+// listed there.
+std::vector<SimDisplay> loadDisplays(std::vector<DamagedEntry>* damaged = nullptr);
 
 // Read-modify-write of one display under the machine lock. False when there is no such display;
-// then `change` is not called and nothing is written.
+// then `change` is not called and nothing is written. Throws DamagedRecord as loadDisplay does.
 bool updateDisplay(const std::string& name, const std::function<void(SimDisplay&)>& change);
 
 // Replaces the whole list of displays, under the machine lock.
@@ -61,6 +63,7 @@ void replaceDisplaysUnderLock(const std::vector<SimDisplay>& displays);
 
 // The text form of a display record, as stored in its file.
 std::string encodeDisplay(const SimDisplay& display);
+// Throws DamagedRecord for a text that is no display record.
 SimDisplay decodeDisplay(const std::string& text);
 
 }  // namespace sim

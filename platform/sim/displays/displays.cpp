@@ -85,6 +85,22 @@ BOOL fail(DWORD code) {
   return FALSE;
 }
 
+// The adapter entry of display `index`. A damaged record still lists its adapter, attached to the
+// desktop, so that a listing goes past it; the calls on the display then fail.
+std::optional<sim::SimDisplay> adapterAt(const std::vector<std::string>& names, DWORD index) {
+  if (index >= names.size()) {
+    return std::nullopt;
+  }
+  try {
+    return sim::loadDisplay(names[index]);
+  } catch (const sim::DamagedRecord&) {
+    sim::SimDisplay damaged;
+    damaged.name = names[index];
+    damaged.stateFlags = DISPLAY_DEVICE_ATTACHED_TO_DESKTOP;
+    return damaged;
+  }
+}
+
 }  // namespace
 
 namespace platform {
@@ -96,23 +112,23 @@ BOOL EnumDisplayDevicesA(LPCSTR lpDevice, DWORD iDevNum, PDISPLAY_DEVICEA lpDisp
     return fail(ERROR_INVALID_PARAMETER);
   }
   if (!lpDevice) {
-    const std::vector<std::string> names = sim::displayNames();
-    const std::optional<sim::SimDisplay> display =
-        iDevNum < names.size() ? sim::loadDisplay(names[iDevNum]) : std::nullopt;
+    const std::optional<sim::SimDisplay> display = adapterAt(sim::displayNames(), iDevNum);
     if (!display) {
       return FALSE;
     }
     describeAdapter(*display, iDevNum, *lpDisplayDevice);
     return TRUE;
   }
-  const std::optional<std::string> name = findDisplayName(lpDevice);
-  const std::optional<sim::SimDisplay> display =
-      name && iDevNum == 0 ? sim::loadDisplay(*name) : std::nullopt;
-  if (!display) {
-    return FALSE;
-  }
-  describeMonitor(*display, *lpDisplayDevice);
-  return TRUE;
+  return sim::failOnDamage<BOOL>(FALSE, [&]() -> BOOL {
+    const std::optional<std::string> name = findDisplayName(lpDevice);
+    const std::optional<sim::SimDisplay> display =
+        name && iDevNum == 0 ? sim::loadDisplay(*name) : std::nullopt;
+    if (!display) {
+      return FALSE;
+    }
+    describeMonitor(*display, *lpDisplayDevice);
+    return TRUE;
+  });
 }
 
 HDC CreateDCA(LPCSTR pwszDriver, LPCSTR pwszDevice, LPCSTR pszPort, const DEVMODEA* pdm) {
@@ -121,14 +137,16 @@ HDC CreateDCA(LPCSTR pwszDriver, LPCSTR pwszDevice, LPCSTR pszPort, const DEVMOD
     fail(ERROR_INVALID_PARAMETER);
     return nullptr;
   }
-  const std::optional<std::string> name = findDisplayName(pwszDevice);
-  const std::optional<sim::SimDisplay> display = name ? sim::loadDisplay(*name) : std::nullopt;
-  if (!display || display->faults.noDeviceContext || display->faults.turnedOff) {
-    fail(ERROR_INVALID_PARAMETER);
-    return nullptr;
-  }
-  return static_cast<HDC>(sim::insertHandle(sim::HandleKind::DeviceContext,
-                                            std::make_shared<DisplayContext>(display->name)));
+  return sim::failOnDamage<HDC>(nullptr, [&]() -> HDC {
+    const std::optional<std::string> name = findDisplayName(pwszDevice);
+    const std::optional<sim::SimDisplay> display = name ? sim::loadDisplay(*name) : std::nullopt;
+    if (!display || display->faults.noDeviceContext || display->faults.turnedOff) {
+      fail(ERROR_INVALID_PARAMETER);
+      return nullptr;
+    }
+    return static_cast<HDC>(sim::insertHandle(sim::HandleKind::DeviceContext,
+                                              std::make_shared<DisplayContext>(display->name)));
+  });
 }
 
 BOOL DeleteDC(HDC hdc) {
@@ -142,20 +160,22 @@ BOOL GetDeviceGammaRamp(HDC hdc, LPVOID lpRamp) {
   if (!name) {
     return fail(ERROR_INVALID_HANDLE);
   }
-  std::optional<sim::SimDisplay> display = sim::loadDisplay(*name);
-  if (!lpRamp || !display || display->faults.getFails) {
-    return fail(ERROR_INVALID_PARAMETER);
-  }
-  if (display->faults.changing) {
-    // Every read moves green[255] on by one more step, so no two reads in a row agree.
-    sim::updateDisplay(*name, [&display](sim::SimDisplay& stored) {
-      ++stored.readCount;
-      display = stored;
-    });
-    display->ramp[511] = static_cast<WORD>(display->ramp[511] + display->readCount);
-  }
-  std::memcpy(lpRamp, display->ramp.data(), sizeof display->ramp);
-  return TRUE;
+  return sim::failOnDamage<BOOL>(FALSE, [&]() -> BOOL {
+    std::optional<sim::SimDisplay> display = sim::loadDisplay(*name);
+    if (!lpRamp || !display || display->faults.getFails) {
+      return fail(ERROR_INVALID_PARAMETER);
+    }
+    if (display->faults.changing) {
+      // Every read moves green[255] on by one more step, so no two reads in a row agree.
+      sim::updateDisplay(*name, [&display](sim::SimDisplay& stored) {
+        ++stored.readCount;
+        display = stored;
+      });
+      display->ramp[511] = static_cast<WORD>(display->ramp[511] + display->readCount);
+    }
+    std::memcpy(lpRamp, display->ramp.data(), sizeof display->ramp);
+    return TRUE;
+  });
 }
 
 BOOL SetDeviceGammaRamp(HDC hdc, LPVOID lpRamp) {
@@ -167,21 +187,23 @@ BOOL SetDeviceGammaRamp(HDC hdc, LPVOID lpRamp) {
   if (!lpRamp) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  std::optional<DWORD> refusal;
-  const bool found = sim::updateDisplay(*name, [&](sim::SimDisplay& stored) {
-    if (stored.faults.setFails) {
-      refusal = stored.faults.setErrorCode;
-      return;
+  return sim::failOnDamage<BOOL>(FALSE, [&]() -> BOOL {
+    std::optional<DWORD> refusal;
+    const bool found = sim::updateDisplay(*name, [&](sim::SimDisplay& stored) {
+      if (stored.faults.setFails) {
+        refusal = stored.faults.setErrorCode;
+        return;
+      }
+      std::memcpy(stored.ramp.data(), lpRamp, sizeof stored.ramp);
+      for (std::uint32_t i = 0; i < stored.faults.alteredReadbackWords && i < sim::kRampWords; ++i) {
+        ++stored.ramp[i];
+      }
+    });
+    if (!found) {
+      return fail(ERROR_INVALID_PARAMETER);
     }
-    std::memcpy(stored.ramp.data(), lpRamp, sizeof stored.ramp);
-    for (std::uint32_t i = 0; i < stored.faults.alteredReadbackWords && i < sim::kRampWords; ++i) {
-      ++stored.ramp[i];
-    }
+    return refusal ? fail(*refusal) : TRUE;
   });
-  if (!found) {
-    return fail(ERROR_INVALID_PARAMETER);
-  }
-  return refusal ? fail(*refusal) : TRUE;
 }
 
 }  // namespace platform

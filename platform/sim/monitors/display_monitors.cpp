@@ -24,6 +24,15 @@ std::optional<std::size_t> indexOf(HMONITOR monitor) {
   return (value - kFirstMonitor) / kMonitorStep;
 }
 
+// A display whose record is damaged is no display monitor: the monitors of the others stay.
+std::optional<SimDisplay> readableDisplay(const std::string& name) {
+  try {
+    return loadDisplay(name);
+  } catch (const DamagedRecord&) {
+    return std::nullopt;
+  }
+}
+
 }  // namespace
 
 bool isDisplayMonitor(const SimDisplay& display) {
@@ -35,7 +44,7 @@ std::vector<std::pair<HMONITOR, SimDisplay>> displayMonitors() {
   std::vector<std::pair<HMONITOR, SimDisplay>> monitors;
   const std::vector<std::string> names = displayNames();
   for (std::size_t i = 0; i < names.size(); ++i) {
-    std::optional<SimDisplay> display = loadDisplay(names[i]);
+    std::optional<SimDisplay> display = readableDisplay(names[i]);
     if (display && isDisplayMonitor(*display)) {
       monitors.emplace_back(monitorAt(i), std::move(*display));
     }
@@ -49,7 +58,7 @@ std::optional<SimDisplay> displayOfMonitor(HMONITOR monitor) {
   if (!index || *index >= names.size()) {
     return std::nullopt;
   }
-  std::optional<SimDisplay> display = loadDisplay(names[*index]);
+  std::optional<SimDisplay> display = readableDisplay(names[*index]);
   if (!display || !isDisplayMonitor(*display)) {
     return std::nullopt;
   }

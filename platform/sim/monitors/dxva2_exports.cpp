@@ -46,8 +46,16 @@ std::optional<SimPhysicalMonitor> resolve(HANDLE handle, const char* faultWord,
     setLastError(ERROR_GRAPHICS_INVALID_PHYSICAL_MONITOR_HANDLE);
     return std::nullopt;
   }
-  const std::optional<SimDisplay> display = loadDisplay(found->display);
-  const std::optional<SimMonitor> monitor = loadMonitor(found->display);
+  std::optional<SimDisplay> display;
+  std::optional<SimMonitor> monitor;
+  const bool readable = failOnDamage(false, [&] {
+    display = loadDisplay(found->display);
+    monitor = loadMonitor(found->display);
+    return true;
+  });
+  if (!readable) {
+    return std::nullopt;
+  }
   if (!display || !isDisplayMonitor(*display) || !monitor ||
       found->index >= monitor->physical.size()) {
     setLastError(kMonitorNoLongerExists);
@@ -90,7 +98,10 @@ BOOL WINAPI GetNumberOfPhysicalMonitorsFromHMONITOR(HMONITOR monitor, LPDWORD co
   if (!count) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  const std::optional<SimMonitor> behind = monitorBehind(monitor);
+  std::optional<SimMonitor> behind;
+  if (!failOnDamage(false, [&] { return (behind = monitorBehind(monitor), true); })) {
+    return FALSE;
+  }
   if (!behind) {
     *count = 0;
     return TRUE;
@@ -105,7 +116,10 @@ BOOL WINAPI GetNumberOfPhysicalMonitorsFromHMONITOR(HMONITOR monitor, LPDWORD co
 BOOL WINAPI GetPhysicalMonitorsFromHMONITOR(HMONITOR monitor, DWORD size,
                                             LPPHYSICAL_MONITOR monitors) {
   SIM_RECORD_CALL(GetPhysicalMonitorsFromHMONITOR, monitor, size, monitors);
-  const std::optional<SimMonitor> behind = monitorBehind(monitor);
+  std::optional<SimMonitor> behind;
+  if (!failOnDamage(false, [&] { return (behind = monitorBehind(monitor), true); })) {
+    return FALSE;
+  }
   if (!behind) {
     // No physical monitor to hand out, so no array size is right.
     return fail(ERROR_INVALID_PARAMETER);
@@ -194,12 +208,18 @@ BOOL WINAPI SetVCPFeature(HANDLE physicalMonitor, BYTE code, DWORD value) {
     return fail(kVcpNotSupported);
   }
   bool present = false;
-  updateMonitor(place->display, [&](SimMonitor& stored) {
-    present = place->index < stored.physical.size();
-    if (present && stored.physical[place->index].setSticks) {
-      stored.physical[place->index].powerMode = value;
-    }
+  const bool readable = failOnDamage(false, [&] {
+    updateMonitor(place->display, [&](SimMonitor& stored) {
+      present = place->index < stored.physical.size();
+      if (present && stored.physical[place->index].setSticks) {
+        stored.physical[place->index].powerMode = value;
+      }
+    });
+    return true;
   });
+  if (!readable) {
+    return FALSE;
+  }
   return present ? TRUE : fail(kMonitorNoLongerExists);
 }
 

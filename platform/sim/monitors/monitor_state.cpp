@@ -29,7 +29,7 @@ const std::vector<MonitorFaultKind> kFaultKinds{
 };
 
 [[noreturn]] void malformed(const std::string& what) {
-  throw std::runtime_error("sim: malformed monitor record: " + what);
+  throw DamagedRecord("sim: malformed monitor record: " + what);
 }
 
 DWORD code(const Json::Value& value, const std::string& key) {
@@ -129,7 +129,11 @@ SimMonitor monitorOf(const Json::Value& store, const std::vector<std::string>& n
                      std::size_t index) {
   const std::string& name = names[index];
   if (store.isMember(name)) {
-    return decodeMonitor(name, store[name]);
+    try {
+      return decodeMonitor(name, store[name]);
+    } catch (const DamagedRecord& e) {
+      throw DamagedRecord(std::string(kMonitorsFile) + " entry " + name + ": " + e.what());
+    }
   }
   SimMonitor monitor;
   monitor.display = name;
@@ -174,12 +178,17 @@ SimPhysicalMonitor defaultPhysicalMonitor(std::size_t number) {
   return monitor;
 }
 
-std::vector<SimMonitor> loadMonitors() {
+std::vector<SimMonitor> loadMonitors(std::vector<DamagedEntry>* damaged) {
   const std::vector<std::string> names = displayNames();
-  const Json::Value store = readStore();
   std::vector<SimMonitor> monitors;
   for (std::size_t i = 0; i < names.size(); ++i) {
-    monitors.push_back(monitorOf(store, names, i));
+    try {
+      monitors.push_back(*loadMonitor(names[i]));
+    } catch (const DamagedRecord& e) {
+      if (damaged) {
+        damaged->push_back({names[i], e.what()});
+      }
+    }
   }
   return monitors;
 }

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/sim/core/damaged_record.h"
 #include "platform/types.h"
 
 namespace sim {
@@ -63,17 +64,19 @@ extern const char* const kDefaultCapabilities;
 SimPhysicalMonitor defaultPhysicalMonitor(std::size_t number);
 
 // The DDC/CI side of every display, in the displays' order. A display that nobody has changed
-// has its default: one physical monitor.
-std::vector<SimMonitor> loadMonitors();
+// has its default: one physical monitor. Damaged records are left out and, when `damaged` is
+// given, listed there.
+std::vector<SimMonitor> loadMonitors(std::vector<DamagedEntry>* damaged = nullptr);
 
-// The DDC/CI side of one display (exact name), or none when there is no such display.
+// The DDC/CI side of one display (exact name), or none when there is no such display. Throws
+// DamagedRecord when its record (or the whole monitors file) cannot be read.
 std::optional<SimMonitor> loadMonitor(const std::string& display);
 
 // The JSON text of one display's DDC/CI side, as the machine stores it (without the display name).
 std::string encodeMonitor(const SimMonitor& monitor);
 
 // Read-modify-write of one display's DDC/CI side under the machine lock. False when there is no
-// such display; then `change` is not called and nothing is written.
+// such display; then `change` is not called and nothing is written. Throws as loadMonitor does.
 bool updateMonitor(const std::string& display, const std::function<void(SimMonitor&)>& change);
 
 }  // namespace sim

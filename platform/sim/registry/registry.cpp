@@ -159,6 +159,9 @@ LSTATUS RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD lpReserved, LPD
   if (value == nullptr) {
     return ERROR_FILE_NOT_FOUND;
   }
+  if (!value->damage.empty()) {
+    return sim::registry::kDamagedValueError;
+  }
   if (lpType != nullptr) {
     *lpType = value->type;
   }
@@ -187,7 +190,7 @@ LSTATUS RegSetValueExW(HKEY hKey, LPCWSTR lpValueName, DWORD Reserved, DWORD dwT
   const std::string data =
       cbData == 0 ? std::string() : std::string(reinterpret_cast<const char*>(lpData), cbData);
   return changeRegistry(hKey, nullptr, [&](Tree& tree, const std::string& path) {
-    tree.find(path)->setValue(sim::registry::Value{text(lpValueName), dwType, data});
+    tree.find(path)->setValue(sim::registry::Value{text(lpValueName), dwType, data, {}});
     return static_cast<LSTATUS>(ERROR_SUCCESS);
   });
 }

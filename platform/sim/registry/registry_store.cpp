@@ -55,6 +55,19 @@ std::string fromHex(const std::string& text) {
   return bytes;
 }
 
+// One stored value; a damaged one keeps its stored text and says what is wrong with it.
+Value decodeValue(const Json::Value& stored) {
+  Value value{stored["name"].isString() ? stored["name"].asString() : std::string(), 0, {}, {}};
+  try {
+    value.type = stored["type"].asUInt();
+    value.data = fromHex(stored["data"].asString());
+  } catch (const std::exception& e) {
+    value.data = stored["data"].isString() ? stored["data"].asString() : std::string();
+    value.damage = std::string("sim: damaged registry value: ") + e.what();
+  }
+  return value;
+}
+
 bool isBelow(const std::string& foldedPath, const std::string& foldedParent) {
   return foldedPath.size() > foldedParent.size() + 1 &&
          foldedPath.compare(0, foldedParent.size(), foldedParent) == 0 &&
@@ -104,6 +117,7 @@ void Key::setValue(Value value) {
     if (fold(existing.name) == folded) {
       existing.type = value.type;
       existing.data = std::move(value.data);
+      existing.damage = std::move(value.damage);
       return;
     }
   }
@@ -140,8 +154,7 @@ Tree Tree::load(const fs::path& machineDirectory) {
   for (const Json::Value& stored : document["keys"]) {
     Key key{stored["id"].asUInt64(), stored["path"].asString(), {}};
     for (const Json::Value& value : stored["values"]) {
-      key.values.push_back(Value{value["name"].asString(), value["type"].asUInt(),
-                                 fromHex(value["data"].asString())});
+      key.values.push_back(decodeValue(value));
     }
     tree.byFoldedPath[fold(key.path)] = std::move(key);
   }
@@ -161,7 +174,7 @@ void Tree::save() const {
       Json::Value storedValue(Json::objectValue);
       storedValue["name"] = value.name;
       storedValue["type"] = value.type;
-      storedValue["data"] = toHex(value.data);
+      storedValue["data"] = value.damage.empty() ? toHex(value.data) : value.data;
       stored["values"].append(storedValue);
     }
     keyList.append(stored);

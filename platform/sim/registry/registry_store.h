@@ -24,8 +24,14 @@ constexpr std::uint64_t kCurrentUserId = 2;
 struct Value {
   std::string name;  // as first written; names compare without regard to ASCII case
   DWORD type = 0;
-  std::string data;  // the bytes exactly as written
+  std::string data;  // the bytes exactly as written; the stored text when damaged
+  // Why the stored value could not be read; empty when it could. Only a query of this value
+  // fails (kDamagedValueError); it is written back as it was found until it is set anew.
+  std::string damage;
 };
+
+// ERROR_REGISTRY_CORRUPT: what a query of a damaged value gives.
+constexpr LSTATUS kDamagedValueError = 1015;
 
 struct Key {
   std::uint64_t id = 0;  // a key deleted and made again is another key
