@@ -20,8 +20,8 @@ TEST_F(SaveRoadTest, ADisplayWithoutAStableRampStaysDarkAfterTheRestore) {
   WindowsGammaBlanker restore(subLogger(), document, true);
   EXPECT_FALSE(document[0]["initialGammasSaved"].asBool());
   EXPECT_FALSE(restore.restore());
-  EXPECT_TRUE(gamma_test::isDark(deviceRamp(kDisplay1)));
-  EXPECT_EQ(deviceRamp(gamma_test::kDisplay2), sim::identityRamp());
+  EXPECT_TRUE(gamma_test::isDark(kDisplay1));
+  EXPECT_EQ(gamma_test::deviceRamp(gamma_test::kDisplay2), sim::identityRamp());
   EXPECT_EQ(log.count("Skipping gamma restoration on display: initial gamma was not saved"), 1u);
 }
 
