@@ -19,6 +19,7 @@ constexpr char kMagic[] = "kestrine-peer-record";
 struct ParsedRecord {
   DocumentRecord record;
   std::size_t documentOffset = 0;
+  std::string document;
 };
 
 std::optional<RecordState> stateFromName(const std::string& name) {
@@ -51,13 +52,16 @@ std::optional<ParsedRecord> parseRecord(const std::string& content) {
   return parsed;
 }
 
-ParsedRecord readRecord(const std::filesystem::path& path) {
+// The record in `path` under `id`. A record file whose header names another id than its file
+// name is not one of ours: reading it under either id would serve or mark the wrong document.
+std::optional<ParsedRecord> readRecordAt(const std::filesystem::path& path, unsigned id) {
   const std::optional<std::string> content = readWholeFile(path);
   std::optional<ParsedRecord> parsed = content ? parseRecord(*content) : std::nullopt;
-  if (!parsed) {
-    throw PeerError("the record " + path.u8string() + " is missing or damaged");
+  if (!parsed || parsed->record.id != id) {
+    return std::nullopt;
   }
-  return *parsed;
+  parsed->document = content->substr(parsed->documentOffset);
+  return parsed;
 }
 
 }  // namespace
@@ -92,8 +96,7 @@ std::vector<DocumentRecord> DocumentHistory::list() const {
   std::vector<DocumentRecord> records;
   for (const unsigned id : recordIds()) {
     // A record that cannot be read is left where it is for a person to look at.
-    const std::optional<std::string> content = readWholeFile(recordPath(id));
-    if (const std::optional<ParsedRecord> parsed = content ? parseRecord(*content) : std::nullopt) {
+    if (const std::optional<ParsedRecord> parsed = readRecordAt(recordPath(id), id)) {
       records.push_back(parsed->record);
     }
   }
@@ -127,13 +130,11 @@ std::optional<DocumentRecord> DocumentHistory::held() const {
 }
 
 std::string DocumentHistory::load(unsigned id) const {
-  const std::filesystem::path path = recordPath(id);
-  const std::optional<std::string> content = readWholeFile(path);
-  const std::optional<ParsedRecord> parsed = content ? parseRecord(*content) : std::nullopt;
+  const std::optional<ParsedRecord> parsed = readRecordAt(recordPath(id), id);
   if (!parsed) {
-    throw PeerError("the record " + path.u8string() + " is missing or damaged");
+    throw PeerError("the record " + recordPath(id).u8string() + " is missing or damaged");
   }
-  return content->substr(parsed->documentOffset);
+  return parsed->document;
 }
 
 void DocumentHistory::probe(std::size_t bytes) const {
@@ -164,7 +165,10 @@ DocumentRecord DocumentHistory::add(const std::string& document, const std::stri
 }
 
 void DocumentHistory::markServed(unsigned id) {
-  DocumentRecord record = readRecord(recordPath(id)).record;
+  DocumentRecord record = find(id).value_or(DocumentRecord{});
+  if (record.id != id) {
+    throw PeerError("the record " + recordPath(id).u8string() + " is missing or damaged");
+  }
   record.state = RecordState::Served;
   write(record, load(id));
 }
