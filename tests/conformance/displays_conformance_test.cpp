@@ -136,21 +136,26 @@ TEST(DisplaysConformance, RampsReadAsHeldAndSetOnesReadBackButUnderWineOnlyAsAGa
       {"all zero", Ramp{}, kAllZeroAccepted, true},
       {"linear", linear, true, !runningUnderWine()},
       {"identity", gammaRamp({1.0, 1.0, 1.0}), true, true}};
+  // Under Wine every output shares the screen's one gamma, so every display is read before any
+  // is set.
+  std::vector<std::pair<std::string, DeviceContext>> displays;
   for (const DISPLAY_DEVICEA& adapter : listDevices(nullptr)) {
-    if (!(adapter.StateFlags & DISPLAY_DEVICE_ATTACHED_TO_DESKTOP)) {
-      continue;
+    if (adapter.StateFlags & DISPLAY_DEVICE_ATTACHED_TO_DESKTOP) {
+      displays.emplace_back(adapter.DeviceName, openDisplay(adapter.DeviceName));
+      ASSERT_NE(displays.back().second, nullptr) << adapter.DeviceName;
     }
-    const std::string name = adapter.DeviceName;
-    const DeviceContext context = openDisplay(name);
-    ASSERT_NE(context, nullptr) << name;
+  }
+  const Ramp held = gammaRamp(gammas);
+  for (const auto& [name, context] : displays) {
     Ramp ramp{};
     ASSERT_NE(platform::GetDeviceGammaRamp(context.get(), ramp.data()), FALSE) << name;
-    const Ramp held = gammaRamp(gammas);
     EXPECT_TRUE(std::equal(ramp.begin(), ramp.end(), held.begin(),
                            [&](int a, int b) { return std::abs(a - b) <= tolerance; }))
         << name;
+  }
+  for (const auto& [name, context] : displays) {
     for (const auto& c : cases) {
-      ramp = c.ramp;
+      Ramp ramp = c.ramp;
       ASSERT_EQ(platform::SetDeviceGammaRamp(context.get(), ramp.data()) != FALSE, c.accepted)
           << name << ", " << c.what;
       if (c.accepted) {
