@@ -216,9 +216,12 @@ DWORD WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds) {
 
 BOOL GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode) {
   SIM_ENTER(GetExitCodeProcess, hProcess, lpExitCode);
-  const auto process = sim::lookupHandleAs<ProcessObject>(sim::HandleKind::Kernel, hProcess);
-  if (!process || !lpExitCode) {
-    SetLastError(ERROR_INVALID_HANDLE);
+  const auto process = processOf(hProcess);
+  if (!process) {
+    return FALSE;
+  }
+  if (!lpExitCode) {
+    SetLastError(ERROR_INVALID_PARAMETER);
     return FALSE;
   }
   process->reap(false);
