@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <json/reader.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -20,7 +21,7 @@
 
 namespace {
 
-using peer::RecordState;
+using State = peer::RecordState;
 
 const std::string kGood = R"({"GammaBlanking":null})";
 
@@ -28,19 +29,16 @@ class DocumentHistoryTest : public testing_support::SimTest {
  protected:
   peer::DocumentHistory history(unsigned keep = 20) const { return {simRoot / "store", keep}; }
 
-  std::vector<RecordState> states() const {
-    std::vector<RecordState> result;
+  std::vector<State> states() const {
+    std::vector<State> result;
     for (const peer::DocumentRecord& record : history().list()) result.push_back(record.state);
     return result;
   }
 
-  // Files in the records directory that are not records: what a failed write left behind.
-  std::vector<std::string> leftovers() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(history().recordsDirectory())) {
-      if (entry.path().extension() != ".record") names.push_back(entry.path().filename().string());
-    }
-    return names;
+  // How many files in the records directory are not records: what a failed write left behind.
+  std::ptrdiff_t leftovers() const {
+    std::filesystem::directory_iterator files(history().recordsDirectory());
+    return std::count_if(begin(files), end(files), [](const auto& f) { return f.path().extension() != ".record"; });
   }
 };
 
@@ -48,13 +46,11 @@ TEST_F(DocumentHistoryTest, OnlyTheNewestGoodDocumentIsHeldAndNoneIsLost) {
   auto store = history();
   store.markServed(store.add(kGood, "blank").id);
   store.add(kGood + " ", "blank");                 // held, then superseded by the next
-  const auto third = store.add(kGood + "  ", "receive");
+  store.add(kGood + "  ", "receive");
   store.add("{\"GammaBlan", "blank");              // cut short: kept, but neither held nor superseding
-  EXPECT_EQ(states(), (std::vector<RecordState>{RecordState::Served, RecordState::Superseded,
-                                                RecordState::Held, RecordState::Damaged}));
-  EXPECT_EQ(store.held()->id, third.id);
-  EXPECT_EQ(store.load(third.id), kGood + "  ");
-  EXPECT_EQ(store.find(third.id)->command, "receive");
+  EXPECT_EQ(states(), (std::vector<State>{State::Served, State::Superseded, State::Held, State::Damaged}));
+  EXPECT_EQ(store.load(store.held()->id), kGood + "  ");
+  EXPECT_EQ(store.find(3)->command, "receive");
 }
 
 TEST_F(DocumentHistoryTest, PruningKeepsTheNewestAndTheHeldOne) {
@@ -84,8 +80,8 @@ TEST_P(FailedWriteTest, LeavesTheHistoryAsItWas) {
                              [&](LPCWSTR, LPCWSTR, DWORD) { return fail("MoveFileExW", ERROR_ACCESS_DENIED); });
   EXPECT_THROW(store.add(kGood + " ", "blank"), peer::PeerError);
   EXPECT_THROW(store.probe(1048576), peer::PeerError);
-  EXPECT_EQ(states(), std::vector<RecordState>{RecordState::Held});
-  EXPECT_TRUE(leftovers().empty());
+  EXPECT_EQ(states(), std::vector<State>{State::Held});
+  EXPECT_EQ(leftovers(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, FailedWriteTest, ::testing::Values("WriteFile", "MoveFileExW"));
@@ -93,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(Steps, FailedWriteTest, ::testing::Values("WriteFile", 
 TEST_F(DocumentHistoryTest, TheSingleDocumentOfAnEarlierPeerBecomesTheFirstRecord) {
   peer::writeFileDurably(simRoot / "store" / "document.json", kGood);
   peer::writeFileDurably(simRoot / "store" / "document.state", "held\n");
-  EXPECT_EQ(states(), std::vector<RecordState>{RecordState::Held});
+  EXPECT_EQ(states(), std::vector<State>{State::Held});
   EXPECT_EQ(history().load(1), kGood);
   EXPECT_FALSE(std::filesystem::exists(simRoot / "store" / "document.json"));
 }
