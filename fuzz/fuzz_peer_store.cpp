@@ -2,6 +2,7 @@
 // input, cut at its zero bytes, gives up to six files records/1.record, records/2.record, ...
 // Whatever is found, listing never fails, at most one record is held, and a new document is
 // stored and served byte for byte without touching any record that was there before.
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -41,11 +42,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
 
   DocumentHistory history(directory, 20);
-  unsigned held = 0;
-  for (const peer::DocumentRecord& record : history.list()) {
-    held += record.state == RecordState::Held ? 1 : 0;
-  }
-  FUZZ_CHECK(held <= 1);
+  const auto records = history.list();
+  FUZZ_CHECK(std::count_if(records.begin(), records.end(), [](const peer::DocumentRecord& r) {
+               return r.state == RecordState::Held;
+             }) <= 1);
 
   const peer::DocumentRecord added = history.add(input, "receive");
   FUZZ_CHECK(history.load(added.id) == input);

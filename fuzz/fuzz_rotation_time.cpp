@@ -17,11 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const double value = std::strtod(text.c_str(), &end);
   const bool defined = end != text.c_str() && errno != ERANGE;
   const bool fits = value > -2147483649.0 && value < 2147483648.0;
-  if (minutes) {
-    FUZZ_CHECK(defined && fits);
-    FUZZ_CHECK(*minutes == static_cast<std::int32_t>(std::trunc(value)));
-  } else {
-    FUZZ_CHECK(!defined || !fits);
-  }
+  FUZZ_CHECK(minutes.has_value() == (defined && fits));
+  FUZZ_CHECK(!minutes || *minutes == static_cast<std::int32_t>(std::trunc(value)));
   return 0;
 }
