@@ -11,11 +11,10 @@ set -euo pipefail
 packages=(
     # Linux build and tests
     cmake ninja-build g++ pkg-config python3
-    # the asan build and the clang-debug preset
-    clang
     libgtest-dev libgmock-dev libbenchmark-dev
     libtclap-dev libjsoncpp-dev libfmt-dev libpng-dev libspdlog-dev
-    # Fuzz targets: clang with libFuzzer and the sanitizer runtimes
+    # clang: the asan build, the clang-debug preset and the fuzz targets (libFuzzer and the
+    # sanitizer runtimes)
     clang libclang-rt-14-dev
     # Windows cross build: compiler, and dpkg-source for the libraries built from source packages
     g++-mingw-w64-x86-64 dpkg-dev
