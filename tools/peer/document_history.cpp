@@ -64,6 +64,14 @@ std::optional<ParsedRecord> readRecordAt(const std::filesystem::path& path, unsi
   return parsed;
 }
 
+ParsedRecord requireRecordAt(const std::filesystem::path& path, unsigned id) {
+  std::optional<ParsedRecord> parsed = readRecordAt(path, id);
+  if (!parsed) {
+    throw PeerError("the record " + path.u8string() + " is missing or damaged");
+  }
+  return *parsed;
+}
+
 }  // namespace
 
 DocumentHistory::DocumentHistory(std::filesystem::path directory, unsigned keep)
@@ -130,11 +138,7 @@ std::optional<DocumentRecord> DocumentHistory::held() const {
 }
 
 std::string DocumentHistory::load(unsigned id) const {
-  const std::optional<ParsedRecord> parsed = readRecordAt(recordPath(id), id);
-  if (!parsed) {
-    throw PeerError("the record " + recordPath(id).u8string() + " is missing or damaged");
-  }
-  return parsed->document;
+  return requireRecordAt(recordPath(id), id).document;
 }
 
 void DocumentHistory::probe(std::size_t bytes) const {
@@ -165,12 +169,9 @@ DocumentRecord DocumentHistory::add(const std::string& document, const std::stri
 }
 
 void DocumentHistory::markServed(unsigned id) {
-  DocumentRecord record = find(id).value_or(DocumentRecord{});
-  if (record.id != id) {
-    throw PeerError("the record " + recordPath(id).u8string() + " is missing or damaged");
-  }
-  record.state = RecordState::Served;
-  write(record, load(id));
+  ParsedRecord parsed = requireRecordAt(recordPath(id), id);
+  parsed.record.state = RecordState::Served;
+  write(parsed.record, parsed.document);
 }
 
 void DocumentHistory::write(const DocumentRecord& record, const std::string& document) {
