@@ -84,6 +84,7 @@ CASES = [
     ("monitor name a number", text(doc(initialMonitors=[dict(MONITOR, name=5)])), doc(), "monitor entries"),
     ("negative coordinate", text(doc(initialMonitors=[dict(MONITOR, position={"left": -1})])), doc(), None),
     ("monitors as a number", text(doc(initialMonitors=3)), doc(), "monitor entries"),
+    ("monitors as an object", text(doc(initialMonitors={"a": MONITOR})), doc(), None),
     ("entry that is a number", text({"GammaBlanking": [5]}), {}, None),
     ("empty document", b"", {}, "nothing to restore"),
 ]
@@ -134,8 +135,9 @@ def main():
     if len(lines) != len(CASES):
         sys.exit(f"the probe answered {len(lines)} of {len(CASES)} documents")
     failed = 0
-    for (case, raw, meant, limit), line in zip(CASES, lines):
-        verdict = json.loads(line)
+    verdicts = {case[0]: json.loads(line) for case, line in zip(CASES, lines)}
+    for case, raw, meant, limit in CASES:
+        verdict = verdicts[case]
         schema, reader = schema_takes(validator, raw), reader_takes(meant, verdict)
         problem = None
         if limit is None and schema != reader:
@@ -148,6 +150,11 @@ def main():
         detail = verdict.get("aborted", "parse failed" if verdict["parseFailed"] else "read")
         print(f"{'FAIL' if problem else 'ok  '} {case}: schema {'takes' if schema else 'refuses'}, "
               f"reader {'takes' if reader else 'refuses'} ({detail}){': ' + problem if problem else ''}")
+    # A bad monitor entry fails the read after the gamma part was taken, and that part stands.
+    kept = verdicts["negative coordinate"].get("held", {}).get("GammaBlanking") or []
+    if not any(e["displayName"] == DISPLAYS[0] and e["initialGammasSaved"] for e in kept):
+        failed += 1
+        print("FAIL negative coordinate: the gamma part read before the monitors was not kept")
     print(f"{len(CASES) - failed} passed, {failed} failed")
     sys.exit(1 if failed else 0)
 
