@@ -195,7 +195,7 @@ using RestoreOfSentDocument = Table<0>;
 TEST_P(RestoreOfSentDocument, EndsAsTheToolsRulesSay) {
   const std::filesystem::path in = simRoot / "sent.json";
   std::ofstream(in) << GetParam().input;
-  auto sender = startPeer({"send", "--in", in.string()});
+  auto sender = startPeer({"send", "--force", "--in", in.string()});
   const ProcessResult restore = tool({"--restore"});
   sender->wait();
   expectEnd(restore);
@@ -254,7 +254,8 @@ TEST_F(KestrineEndToEnd, TwoPeersBlankingAtOnceHoldOneWholeDocument) {
 }
 
 // A store that cannot take a document stops the save before any display goes dark; one that
-// fails after the save leaves the document beside the store.
+// fails once the save has begun (its records directory replaced by a file, so that it cannot even
+// be listed) leaves the document beside the store, and is never read as an empty store.
 TEST_F(KestrineEndToEnd, PeerNeverLosesADocumentToAStoreThatRefusesIt) {
   const ProcessResult full = run("/bin/sh", {"-c", "ulimit -f 64; trap '' XFSZ; exec \"$0\" blank", kPeer});
   EXPECT_EQ(full.status, 2);
@@ -262,11 +263,13 @@ TEST_F(KestrineEndToEnd, PeerNeverLosesADocumentToAStoreThatRefusesIt) {
   EXPECT_FALSE(isDark(readRamp(kDisplay1)));
 
   const std::string sabotage = script(
-      "sabotage", "\"" + kTool + "\" \"$@\"; status=$?\n"
-      "rm -r \"$KESTRINE_SIM_ROOT/peer/records\"; touch \"$KESTRINE_SIM_ROOT/peer/records\"\nexit $status");
+      "sabotage", "rm -r \"$KESTRINE_SIM_ROOT/peer/records\"; touch \"$KESTRINE_SIM_ROOT/peer/records\"\n"
+      "exec \"" + kTool + "\" \"$@\"");
   const ProcessResult failed = peer({"blank", "--tool", sabotage});
   EXPECT_EQ(failed.status, 2);
+  EXPECT_TRUE(shows(failed, "cannot list the records")) << failed.output;
   EXPECT_TRUE(isDark(readRamp(kDisplay1)));
+  EXPECT_EQ(peer({"history"}).status, 2) << "a store that cannot be listed is not empty";
   std::vector<std::filesystem::path> rescued(std::filesystem::directory_iterator(simRoot / "peer-rescued"), {});
   ASSERT_EQ(rescued.size(), 1u) << failed.output;
   EXPECT_TRUE(shows(failed, "the document was written to " + rescued[0].string()));

@@ -15,6 +15,8 @@ namespace peer {
 namespace {
 
 constexpr char kMagic[] = "kestrine-peer-record";
+// Record numbers stay below this: nine digits, as recordIds reads them.
+constexpr unsigned kLargestId = 1000000000;
 
 struct ParsedRecord {
   DocumentRecord record;
@@ -31,9 +33,10 @@ std::optional<RecordState> stateFromName(const std::string& name) {
   return std::nullopt;
 }
 
-// The header line: "kestrine-peer-record <id> <state> <receivedAt> <command> <bytes>".
+// The header line: "kestrine-peer-record <id> <state> <receivedAt> <command> <bytes> <notes>",
+// then <notes> lines. Records of earlier peers have no <notes> field and no note lines.
 std::optional<ParsedRecord> parseRecord(const std::string& content) {
-  const std::size_t end = content.find('\n');
+  std::size_t end = content.find('\n');
   if (end == std::string::npos) {
     return std::nullopt;
   }
@@ -44,12 +47,50 @@ std::optional<ParsedRecord> parseRecord(const std::string& content) {
   DocumentRecord& record = parsed.record;
   if (!(header >> magic >> record.id >> state >> record.receivedAt >> record.command >>
         record.bytes) ||
-      magic != kMagic || !stateFromName(state) || content.size() - end - 1 != record.bytes) {
+      magic != kMagic || !stateFromName(state)) {
+    return std::nullopt;
+  }
+  std::size_t notes = 0;
+  if (!(header >> notes)) {
+    notes = 0;
+  }
+  for (; notes > 0; --notes) {
+    const std::size_t start = end + 1;
+    end = content.find('\n', start);
+    if (end == std::string::npos) {
+      return std::nullopt;
+    }
+    record.notes.push_back(content.substr(start, end - start));
+  }
+  if (content.size() - end - 1 != record.bytes) {
     return std::nullopt;
   }
   record.state = *stateFromName(state);
   parsed.documentOffset = end + 1;
   return parsed;
+}
+
+// The whole file of a record: header, notes, document.
+std::string recordText(const DocumentRecord& record, const std::string& document) {
+  std::ostringstream text;
+  text << kMagic << ' ' << record.id << ' ' << stateName(record.state) << ' ' << record.receivedAt
+       << ' ' << record.command << ' ' << document.size() << ' ' << record.notes.size() << '\n';
+  for (const std::string& note : record.notes) {
+    text << note << '\n';
+  }
+  return text.str() + document;
+}
+
+// A note on one line, and the oldest dropped beyond kMostNotes.
+void appendNote(DocumentRecord& record, std::string note) {
+  if (note.empty()) {
+    return;
+  }
+  std::replace_if(note.begin(), note.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+  record.notes.push_back(std::move(note));
+  if (record.notes.size() > kMostNotes) {
+    record.notes.erase(record.notes.begin());
+  }
 }
 
 // The record in `path` under `id`. A record file whose header names another id than its file
@@ -86,15 +127,24 @@ std::filesystem::path DocumentHistory::recordPath(unsigned id) const {
 std::vector<unsigned> DocumentHistory::recordIds() const {
   std::vector<unsigned> ids;
   std::error_code ec;
-  for (const auto& entry : std::filesystem::directory_iterator(recordsDirectory(), ec)) {
+  std::filesystem::directory_iterator entries(recordsDirectory(), ec);
+  if (ec == std::errc::no_such_file_or_directory) {
+    return ids;  // nothing stored yet
+  }
+  for (; !ec && entries != std::filesystem::directory_iterator(); entries.increment(ec)) {
+    const std::filesystem::directory_entry& entry = *entries;
     const std::filesystem::path name = entry.path().filename();
     const std::string stem = name.stem().u8string();
-    // Ids are written by this class and stay far below 10^9; a longer run of digits is another
+    // Ids are written by this class and stay below kLargestId; a longer run of digits is another
     // program's file, left alone rather than read past the range of unsigned.
     if (name.extension() == ".record" && !stem.empty() && stem.size() <= 9 &&
         stem.find_first_not_of("0123456789") == std::string::npos) {
       ids.push_back(static_cast<unsigned>(std::stoul(stem)));
     }
+  }
+  if (ec) {
+    throw PeerError("cannot list the records in " + recordsDirectory().u8string() + ": " +
+                    ec.message());
   }
   std::sort(ids.begin(), ids.end());
   return ids;
@@ -153,7 +203,8 @@ void DocumentHistory::probe(std::size_t bytes) const {
   std::filesystem::remove(path, ec);
 }
 
-DocumentRecord DocumentHistory::add(const std::string& document, const std::string& command) {
+DocumentRecord DocumentHistory::add(const std::string& document, const std::string& command,
+                                    const std::string& note) {
   const std::vector<unsigned> ids = recordIds();
   DocumentRecord record;
   record.id = ids.empty() ? 1 : ids.back() + 1;
@@ -163,22 +214,32 @@ DocumentRecord DocumentHistory::add(const std::string& document, const std::stri
                           .count();
   record.command = command;
   record.bytes = document.size();
-  write(record, document);
-  prune();
+  appendNote(record, note);
+  // A file that appeared under the number since the listing keeps it: the record takes the next.
+  while (!createFileDurably(recordPath(record.id), recordText(record, document))) {
+    if (++record.id >= kLargestId) {
+      throw PeerError("no free record number in " + recordsDirectory().u8string());
+    }
+  }
+  try {
+    prune();
+  } catch (const PeerError&) {
+    // The record is stored; old ones go at the next chance.
+  }
   return record;
 }
 
-void DocumentHistory::markServed(unsigned id) {
-  ParsedRecord parsed = requireRecordAt(recordPath(id), id);
-  parsed.record.state = RecordState::Served;
-  write(parsed.record, parsed.document);
-}
+void DocumentHistory::markServed(unsigned id, const std::string& note) { update(id, note, true); }
 
-void DocumentHistory::write(const DocumentRecord& record, const std::string& document) {
-  std::ostringstream header;
-  header << kMagic << ' ' << record.id << ' ' << stateName(record.state) << ' '
-         << record.receivedAt << ' ' << record.command << ' ' << document.size() << '\n';
-  writeFileDurably(recordPath(record.id), header.str() + document);
+void DocumentHistory::addNote(unsigned id, const std::string& note) { update(id, note, false); }
+
+void DocumentHistory::update(unsigned id, const std::string& note, bool served) {
+  ParsedRecord parsed = requireRecordAt(recordPath(id), id);
+  if (served) {
+    parsed.record.state = RecordState::Served;
+  }
+  appendNote(parsed.record, note);
+  writeFileDurably(recordPath(id), recordText(parsed.record, parsed.document));
 }
 
 void DocumentHistory::prune() {

@@ -65,7 +65,8 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
                                        "tool (repeatable)", false, "ARG");
   TCLAP::SwitchArg force("", "force", "blank/receive: store a new document although a held one has "
                          "not been used by a restore yet; the held one stays in the history as "
-                         "superseded", false);
+                         "superseded. send --in: send a file that the tool could not read (a "
+                         "byte-order mark, UTF-16, a zero byte, too deep, over 1 MiB)", false);
   TCLAP::ValueArg<unsigned> from("", "from", "unblank/send: serve the document of history record "
                                  "ID instead of the held one (see `history`)", false, 0, "ID");
   TCLAP::SwitchArg linear("", "linear-for-unsaved", "unblank/send: serve a copy in which every "

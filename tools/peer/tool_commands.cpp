@@ -34,6 +34,7 @@ std::string secondsText(std::chrono::milliseconds duration) {
 struct ToolRun {
   int status = 0;
   std::optional<std::string> problem;  // what went wrong on the pipe or with a wait
+  std::string output;  // the tool's standard output and error, as they came
 };
 
 int endTool(ToolProcess& tool) {
@@ -116,10 +117,16 @@ int runBlank(const PeerOptions& options) {
     throw PeerError(std::string(e.what()) + "; the tool was not started and no display was touched");
   }
   std::string document;
+  std::optional<DocumentRecord> kept;
+  // The document is stored the moment it has arrived, before anything is printed and before the
+  // tool is waited for or ended: whatever fails after that finds it kept.
   const ToolRun run = runToolAgainstPipe(
       options, "--save", [&](PipeServer& server, Clock::time_point deadline) {
         Received received = server.receiveAll(deadline);
         document = std::move(received.document);
+        if (!document.empty()) {
+          kept = keepDocument(store.history, document, "blank");
+        }
         if (received.failure) {
           throw PeerError(*received.failure);
         }
@@ -132,7 +139,6 @@ int runBlank(const PeerOptions& options) {
                 "); the history was left as it was");
     return run.status != 0 ? run.status : kTransferFailed;
   }
-  const std::optional<DocumentRecord> kept = keepDocument(store.history, document, "blank");
   if (run.status != 0 && kept && kept->state == RecordState::Held) {
     printStatus("the tool ended with status " + std::to_string(run.status) + " after it had sent "
                 "the whole document; the document is held all the same");
