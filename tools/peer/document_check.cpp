@@ -9,6 +9,7 @@
 
 #include "blanking/display_state_reader.h"
 #include "blanking/gamma/gamma_ramp.h"
+#include "blanking/gamma/windows_gamma_blanker.h"
 #include "tools/peer/peer_error.h"
 
 namespace peer {
@@ -103,6 +104,14 @@ std::optional<std::string> unreadableReason(const std::string& document) {
 
 bool isCompleteDocument(const std::string& document) { return read(document).has_value(); }
 
+GammaDisplay linearDisplay(const std::string& name) {
+  GammaDisplay display;
+  display.displayName = name;
+  setLinearRamp(display.initialGammas);
+  display.initialGammasSaved = true;
+  return display;
+}
+
 std::size_t gammaDisplayCount(const std::string& document) {
   const std::optional<Json::Value> displays = readGammaPart(document);
   return displays ? displays->size() : 0;
@@ -126,24 +135,10 @@ std::string withLinearRampForUnsaved(const std::string& document) {
     throw PeerError("the document cannot be read, so no display in it can be given the linear "
                     "ramp");
   }
-  GammaRamp linear;
-  setLinearRamp(linear);
   for (Json::Value& display : (*root)["GammaBlanking"]) {
-    if (!isUnsaved(display)) {
-      continue;
+    if (isUnsaved(display)) {
+      display = gammaDisplaysToJson({linearDisplay(display["displayName"].asString())})[0];
     }
-    Json::Value gammas(Json::objectValue);
-    for (const auto& [name, words] : {std::make_pair("red", &linear.red),
-                                      std::make_pair("green", &linear.green),
-                                      std::make_pair("blue", &linear.blue)}) {
-      Json::Value channel(Json::arrayValue);
-      for (const WORD word : *words) {
-        channel.append(Json::UInt{word});
-      }
-      gammas[name] = channel;
-    }
-    display["initialGammas"] = gammas;
-    display["initialGammasSaved"] = true;
   }
   return root->toStyledString();
 }

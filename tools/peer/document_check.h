@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "blanking/gamma/gamma_display.h"
+
 namespace peer {
 
 // The largest document the tool reads back; a store that cannot take this much refuses a save.
@@ -22,6 +24,9 @@ bool isCompleteDocument(const std::string& document);
 
 // How many displays the document's "GammaBlanking" names.
 std::size_t gammaDisplayCount(const std::string& document);
+
+// A display record that a restore brings back lit: the linear ramp (word i = 255 x i), saved.
+GammaDisplay linearDisplay(const std::string& name);
 
 // The displays whose "initialGammasSaved" is false: the document holds no real ramp for them.
 std::vector<std::string> unsavedDisplays(const std::string& document);

@@ -33,60 +33,55 @@ std::optional<RecordState> stateFromName(const std::string& name) {
   return std::nullopt;
 }
 
-// The header line: "kestrine-peer-record <id> <state> <receivedAt> <command> <bytes> <notes>",
-// then <notes> lines. Records of earlier peers have no <notes> field and no note lines.
+// The header line: "kestrine-peer-record <id> <state> <receivedAt> <command> <bytes>", then each
+// note behind a tab; the document follows the line.
 std::optional<ParsedRecord> parseRecord(const std::string& content) {
-  std::size_t end = content.find('\n');
+  const std::size_t end = content.find('\n');
   if (end == std::string::npos) {
     return std::nullopt;
   }
-  std::istringstream header(content.substr(0, end));
+  const std::string line = content.substr(0, end);
+  const std::size_t notesStart = std::min(line.find('\t'), line.size());
+  std::istringstream header(line.substr(0, notesStart));
   std::string magic;
   std::string state;
+  std::string rest;
   ParsedRecord parsed;
   DocumentRecord& record = parsed.record;
   if (!(header >> magic >> record.id >> state >> record.receivedAt >> record.command >>
         record.bytes) ||
-      magic != kMagic || !stateFromName(state)) {
+      (header >> rest) || magic != kMagic || !stateFromName(state) ||
+      content.size() - end - 1 != record.bytes) {
     return std::nullopt;
   }
-  std::size_t notes = 0;
-  if (!(header >> notes)) {
-    notes = 0;
-  }
-  for (; notes > 0; --notes) {
-    const std::size_t start = end + 1;
-    end = content.find('\n', start);
-    if (end == std::string::npos) {
-      return std::nullopt;
-    }
-    record.notes.push_back(content.substr(start, end - start));
-  }
-  if (content.size() - end - 1 != record.bytes) {
-    return std::nullopt;
+  for (std::size_t start = notesStart; start < line.size();) {
+    const std::size_t next = std::min(line.find('\t', start + 1), line.size());
+    record.notes.push_back(line.substr(start + 1, next - start - 1));
+    start = next;
   }
   record.state = *stateFromName(state);
   parsed.documentOffset = end + 1;
   return parsed;
 }
 
-// The whole file of a record: header, notes, document.
+// The whole file of a record: header line with its notes, then the document.
 std::string recordText(const DocumentRecord& record, const std::string& document) {
   std::ostringstream text;
   text << kMagic << ' ' << record.id << ' ' << stateName(record.state) << ' ' << record.receivedAt
-       << ' ' << record.command << ' ' << document.size() << ' ' << record.notes.size() << '\n';
+       << ' ' << record.command << ' ' << document.size();
   for (const std::string& note : record.notes) {
-    text << note << '\n';
+    text << '\t' << note;
   }
+  text << '\n';
   return text.str() + document;
 }
 
-// A note on one line, and the oldest dropped beyond kMostNotes.
+// A note as one field of the header line, and the oldest dropped beyond kMostNotes.
 void appendNote(DocumentRecord& record, std::string note) {
   if (note.empty()) {
     return;
   }
-  std::replace_if(note.begin(), note.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+  std::replace_if(note.begin(), note.end(), [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
   record.notes.push_back(std::move(note));
   if (record.notes.size() > kMostNotes) {
     record.notes.erase(record.notes.begin());

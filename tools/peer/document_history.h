@@ -1,8 +1,8 @@
 // Where the peer keeps display state documents: every document it received, newest last, so that
 // none is ever thrown away while it may still be the only way back from dark displays.
-//   <directory>/records/<id>.record   one record: a header line, its notes (one line each: what
-//                                     the tool said when it was saved or served), then the
-//                                     document's bytes
+//   <directory>/records/<id>.record   one record: a header line that ends with its notes (what
+//                                     the tool said when it was saved or served, each behind a
+//                                     tab), then the document's bytes
 // A record is written whole to a temporary file and renamed into place, so its document and its
 // state always change together. Only the newest good record can be held: an older record still
 // marked held was superseded by a newer one. A new record gets a number no file has yet, and

@@ -187,19 +187,37 @@ Serving documentToServe(const DocumentHistory& history, const PeerOptions& optio
   return serving;
 }
 
-void reportServed(DocumentHistory& history, const Serving& serving) {
-  if (serving.record.state == RecordState::Held) {
-    try {
-      history.markServed(serving.record.id);
-    } catch (const PeerError& e) {
-      printStatus("cannot mark " + recordName(serving.record) + " served (" + e.what() +
-                  "); it stays held");
+void reportServed(DocumentHistory& history, const Serving& serving, const std::string& note) {
+  try {
+    if (serving.record.state == RecordState::Held) {
+      history.markServed(serving.record.id, note);
+    } else {
+      history.addNote(serving.record.id, note);
     }
+  } catch (const PeerError& e) {
+    printStatus("cannot record the serving of " + recordName(serving.record) + " (" + e.what() +
+                "); it stays " + stateName(serving.record.state));
   }
   printStatus("sent " + std::to_string(serving.document.size()) + " bytes of " +
               recordName(serving.record) + "; it stays in the history: should a display still be "
               "dark, `kestrine-peer unblank --from " + std::to_string(serving.record.id) +
               "` serves it again");
+}
+
+void reportNotRestored(DocumentHistory& history, const Serving& serving, const std::string& note) {
+  try {
+    history.addNote(serving.record.id, note);
+  } catch (const PeerError& e) {
+    printStatus("cannot record the restore's verdict in " + recordName(serving.record) + " (" +
+                e.what() + ")");
+  }
+  const std::string again = serving.record.state == RecordState::Held
+                                ? "`kestrine-peer unblank`"
+                                : "`kestrine-peer unblank --from " + std::to_string(serving.record.id) + "`";
+  printStatus(recordName(serving.record) + " stays " + stateName(serving.record.state) +
+              ": a display it holds may still be dark. Clear what kept it back (the tool's log "
+              "names the display), then " + again + " serves it again; when no kept document can "
+              "help, `kestrine-peer unblank --relight` lights every display with the linear ramp");
 }
 
 }  // namespace peer

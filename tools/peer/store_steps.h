@@ -44,7 +44,12 @@ struct Serving {
 };
 Serving documentToServe(const DocumentHistory& history, const PeerOptions& options);
 
-// After a served document was confirmed: marks a held record served and says how to serve it again.
-void reportServed(DocumentHistory& history, const Serving& serving);
+// After a served document brought every display back, or was confirmed by a client the peer did
+// not start: marks a held record served, adds `note` to it and says how to serve it again.
+void reportServed(DocumentHistory& history, const Serving& serving, const std::string& note);
+
+// After a restore that did not bring every display back: adds `note` to the record, which stays
+// as it was (a held one stays held), and says what to do next.
+void reportNotRestored(DocumentHistory& history, const Serving& serving, const std::string& note);
 
 }  // namespace peer

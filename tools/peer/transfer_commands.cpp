@@ -136,7 +136,7 @@ int runSend(const PeerOptions& options) {
   PipeServer server(options.pipeName, options.maxInstances);
   openAndWait(server, options);
   if (server.sendAll(serving.document)) {
-    reportServed(store.history, serving);
+    reportServed(store.history, serving, "served by send: no verdict, the peer did not start the tool");
   } else {
     printStatus("the client closed before reading all of document #" +
                 std::to_string(serving.record.id) + "; it stays " + stateName(serving.record.state));
