@@ -216,7 +216,7 @@ void reportNotRestored(DocumentHistory& history, const Serving& serving, const s
                                 : "`kestrine-peer unblank --from " + std::to_string(serving.record.id) + "`";
   printStatus(recordName(serving.record) + " stays " + stateName(serving.record.state) +
               ": a display it holds may still be dark. Clear what kept it back (the tool's log "
-              "names the display), then " + again + " serves it again; when no kept document can "
+              "tells what failed), then " + again + " serves it again; when no kept document can "
               "help, `kestrine-peer unblank --relight` lights every display with the linear ramp");
 }
 

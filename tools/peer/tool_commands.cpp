@@ -203,7 +203,7 @@ int runRelight(const PeerOptions& options) {
   printStatus(status == 0 ? "every display is lit again with the linear ramp: lit, NOT as it was "
                             "before the blank (its own ramp is only in a document, and none could "
                             "help)"
-                          : "relight FAILED: a display may still be dark; the tool's log names it");
+                          : "relight FAILED: a display may still be dark; the tool's log tells what failed");
   return status;
 }
 
@@ -265,7 +265,6 @@ int runUnblank(const PeerOptions& options) {
     return restoreStatus(restore);
   }
   const std::string verdict = describeRestore(restore.verdict);
-  printStatus("the tool's verdict on document #" + std::to_string(serving.record.id) + ": " + verdict);
   const int status = restoreStatus(restore);
   if (status == 0) {
     reportServed(store.history, serving, "served: " + verdict);
@@ -275,6 +274,7 @@ int runUnblank(const PeerOptions& options) {
     }
     reportNotRestored(store.history, serving, "served: " + verdict);
   }
+  printStatus("the tool's verdict on document #" + std::to_string(serving.record.id) + ": " + verdict);
   return status;
 }
 
