@@ -122,10 +122,10 @@ std::filesystem::path DocumentHistory::recordPath(unsigned id) const {
 std::vector<unsigned> DocumentHistory::recordIds() const {
   std::vector<unsigned> ids;
   std::error_code ec;
-  std::filesystem::directory_iterator entries(recordsDirectory(), ec);
-  if (ec == std::errc::no_such_file_or_directory) {
+  if (std::filesystem::status(recordsDirectory(), ec).type() == std::filesystem::file_type::not_found) {
     return ids;  // nothing stored yet
   }
+  std::filesystem::directory_iterator entries(recordsDirectory(), ec);
   for (; !ec && entries != std::filesystem::directory_iterator(); entries.increment(ec)) {
     const std::filesystem::directory_entry& entry = *entries;
     const std::filesystem::path name = entry.path().filename();

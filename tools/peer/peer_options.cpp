@@ -158,6 +158,9 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
   }
   options.linearForUnsaved = linear.getValue();
   options.relight = relight.getValue();
+  if (options.relight && options.command != "unblank") {
+    throw UsageError("--relight belongs to unblank");
+  }
   if (options.relight && (options.fromRecord || options.linearForUnsaved)) {
     throw UsageError("--relight serves no kept document: it goes without --from and "
                      "--linear-for-unsaved");
