@@ -92,9 +92,10 @@ std::string failureText(const std::exception_ptr& failure) {
 void reportKept(const DocumentHistory& history, const DocumentRecord& record, const std::string& document) {
   if (record.state == RecordState::Damaged) {
     const std::optional<std::string> problem = unreadableReason(document);
-    printStatus("received " + std::to_string(document.size()) + " bytes that the tool could not "
-                "read (" + problem.value_or("no document") + "): kept as " + recordName(record) +
-                " (damaged), never served unless asked for with --from " + std::to_string(record.id));
+    printStatus("received " + std::to_string(document.size()) + " bytes that are no complete "
+                "document: kept as " + recordName(record) + " (damaged, as the tool could not read "
+                "it: " + problem.value_or("no document") + "), never served unless asked for "
+                "with --from " + std::to_string(record.id));
   } else {
     printStatus("received " + std::to_string(document.size()) + " bytes, held as " +
                 recordName(record) + " in " + history.recordsDirectory().u8string() +

@@ -143,7 +143,7 @@ void reportSave(DocumentHistory& history, const std::optional<DocumentRecord>& k
     printStatus("the system refuses dark gamma ramps (GdiIcmGammaRange), so those displays stay "
                 "lit. The fix, as administrator: reg add \"HKLM\\SOFTWARE\\Microsoft\\Windows "
                 "NT\\CurrentVersion\\ICM\" /v GdiIcmGammaRange /t REG_DWORD /d 256 /f, then "
-                "restart Windows. The document is held all the same");
+                "restart Windows. The document is kept all the same");
   }
   if (kept) {
     try {
