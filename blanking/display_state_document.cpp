@@ -1,5 +1,4 @@
 // The display state document: written by getSavedDisplayStates, read by loadDisplayStates.
-#include <json/reader.h>
 #include <json/value.h>
 
 #include <fmt/format.h>
@@ -7,6 +6,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "blanking/display_state_reader.h"
 #include "blanking/windows_screen_blanker.h"
 #include "common/text_conversion.h"
 
@@ -83,10 +83,9 @@ bool WindowsScreenBlanker::loadDisplayStates(const std::string& document) {
   }
   std::lock_guard<std::mutex> lock(displayStateMutex);
   Json::Value root;
-  Json::Reader reader;
   // A document nested beyond the parser's limit throws here; that is not caught below and ends
   // the construction.
-  if (!reader.parse(document, root, true)) {
+  if (!readDisplayStateDocument(document, root)) {
     logError(*logger, kUnexpectedFailure, "Failed to parse input");
     return false;
   }

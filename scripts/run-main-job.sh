@@ -5,13 +5,16 @@
 #   2. blank: kestrine-peer blank holds the pipe and starts kestrine --save, which blanks the
 #      displays and hands the document over; the peer holds it; shows the machine, now dark;
 #   3. unblank: kestrine-peer unblank holds the pipe and starts kestrine --restore, which takes
-#      the held document and writes the ramps back; shows the machine as it was;
-#   4. shows the peer's history, where the served document stays.
-# Every step shows what the programs themselves printed, in a section of its own; the lines in
-# which kestrine logs the document it receives are cut to the first and last line of each chunk
-# (the full output of each kestrine-peer run, with the tool's, is kept in build/main-job and
-# its path printed). The terminal output stays at about 150 lines. A failing step ends the job
-# with a non-zero status.
+#      the held document and writes the ramps back; the peer ends with the tool's verdict (how
+#      many displays were written back and validated); shows the machine as it was;
+#   4. a restore that fails: a second blank, then a display fault (kestrine-sim) that makes the
+#      second display refuse its ramp; unblank says so and ends with 3, the document stays held;
+#      with the fault gone, unblank --from brings the display back;
+#   5. shows the peer's history, where each document stays with the verdicts noted.
+# Every step shows what the peer printed and, condensed (each distinct line once, with how many
+# times it came), what the tool logged; the full output and the tool's log files are kept in
+# build/main-job and their paths printed. The terminal output stays at about 150 lines. A step
+# that ends otherwise than expected ends the job with a non-zero status.
 #
 # Environment: KESTRINE_BUILD_ROOT (default build/), KESTRINE_JOBS (default 2),
 # KESTRINE_PRESET (default release), KESTRINE_SKIP_SETUP=1 skips scripts/setup-debian.sh.
@@ -78,16 +81,33 @@ note "kestrine, kestrine-peer and kestrine-sim built in $((SECONDS - started)) s
 export KESTRINE_SIM_ROOT=$job/sim
 store=$job/store
 
-# peer COMMAND: runs kestrine-peer COMMAND, which starts kestrine itself; shows what both printed,
-# with the document's chunks summarised, and keeps all of it in $job/kestrine-peer-COMMAND.txt.
-# Fails when the peer failed.
+logs=$job/logs
+mkdir -p "$logs"
+
+# condensed LOG: the tool's log lines that tell what happened on the displays, as level and
+# message, each distinct one once with how often it came (a failing restore pass repeats about
+# every 100 ms until the request's second is up).
+condensed() {
+    sed -n 's/^\[[^]]*\] [^ ]* *-\{0,1\}[0-9]* *[^ ]* *[0-9]* *<\([A-Z]*\)> *-\{0,1\}[0-9]* *\(.*\)$/\1 \2/p' "$1" |
+        grep -E 'Got action|Request to|validat|Failed to (set|restore|create)|action complete' |
+        awk '!($0 in count) { order[++n] = $0 } { count[$0]++ }
+             END { for (i = 1; i <= n; i++) printf "    %3dx %s\n", count[order[i]], order[i] }'
+}
+
+# peer NAME STATUS COMMAND [ARG...]: runs kestrine-peer COMMAND, which starts kestrine with its log
+# in $logs/NAME; shows the tool's log condensed, then what the peer printed, its verdict last;
+# keeps the peer's output in $job/kestrine-peer-NAME.txt. Fails unless the peer ends with STATUS.
 peer() {
-    local status=0 output=$job/kestrine-peer-$1.txt
-    note "kestrine-peer $1 --store $store"
-    "$bin/kestrine-peer" "$1" --store "$store" </dev/null >"$output" 2>&1 || status=$?
+    local name=$1 expected=$2 status=0 output=$job/kestrine-peer-$1.txt
+    shift 2
+    note "kestrine-peer $* --store $store --logfile $logs/$name"
+    "$bin/kestrine-peer" "$@" --store "$store" --logfile "$logs/$name" </dev/null >"$output" 2>&1 || status=$?
+    note "what the tool logged in $(ls "$logs/$name"_*.txt), in short:"
+    condensed "$(ls "$logs/$name"_*.txt | tail -n 1)"
+    note "what the peer printed:"
     summarise <"$output"
-    note "kestrine-peer $1 ended with status $status; all it and the tool printed: $output"
-    [[ $status -eq 0 ]] || die "kestrine-peer $1"
+    note "kestrine-peer $1 ended with status $status; all it printed: $output"
+    [[ $status -eq $expected ]] || die "kestrine-peer $* (expected status $expected)"
 }
 
 # displays PICTURE: the simulated displays, and a picture of them drawn through their ramps.
@@ -97,23 +117,34 @@ displays() {
 
 section "The machine before: a fresh simulated machine ($KESTRINE_SIM_ROOT)"
 "$bin/kestrine-sim" reset >/dev/null
-"$bin/kestrine-sim" show --png "$job/before.png"
+displays before.png
 
 section "Blank: kestrine-peer starts kestrine --save, which darkens the displays and sends the document"
-peer blank
+peer save 0 blank
 
 section "The machine dark"
 displays dark.png
 
-section "Unblank: kestrine-peer starts kestrine --restore and sends the document back"
-peer unblank
+section "Unblank: kestrine-peer starts kestrine --restore, sends the document back, reads the verdict"
+peer restore 0 unblank
 
 section "The machine after"
 displays after.png
 
-section "The peer's history: the document stays, served, for unblank --from"
+section 'A restore that fails: \\.\DISPLAY2 refuses every ramp (kestrine-sim display 2 fault set-fails 31)'
+peer save-again 0 blank
+held=$(grep -o 'held as #[0-9]*' "$job/kestrine-peer-save-again.txt" | tr -dc 0-9)
+"$bin/kestrine-sim" display 2 fault set-fails 31 >/dev/null
+peer failing-restore 3 unblank
+displays failed.png
+note "with the fault cleared, unblank --from $held serves the held document again"
+"$bin/kestrine-sim" display 2 fault clear >/dev/null
+peer restore-again 0 unblank --from "$held"
+displays back.png
+
+section "The peer's history: each document stays, with the verdicts noted, for unblank --from"
 "$bin/kestrine-peer" history --store "$store" || die "kestrine-peer history"
 
 section "Done"
 note "the machine, the peer's store, the programs' full output and pictures of the displays"
-note "(before.png, dark.png, after.png) are in $job"
+note "(before.png, dark.png, after.png, failed.png, back.png) are in $job"

@@ -16,12 +16,12 @@ DISPLAY_DEVICEA zeroedDevice() {
   return device;
 }
 
-std::string deviceName(const DISPLAY_DEVICEA& device) {
+}  // namespace
+
+std::string displayDeviceName(const DISPLAY_DEVICEA& device) {
   const char* end = std::find(std::begin(device.DeviceName), std::end(device.DeviceName), '\0');
   return std::string(device.DeviceName, end);
 }
-
-}  // namespace
 
 std::shared_ptr<HDC__> makeSharedHDC(const std::string& displayName) {
   const HDC context = platform::CreateDCA("DISPLAY", displayName.c_str(), nullptr, nullptr);
@@ -53,7 +53,7 @@ std::vector<GammaDisplay> buildDisplayList(velmo::logging::LoggerBase& logger, b
   std::vector<GammaDisplay> displays;
   for (const DISPLAY_DEVICEA& device : enumerateDisplayDevices()) {
     GammaDisplay display;
-    display.displayName = deviceName(device);
+    display.displayName = displayDeviceName(device);
     const std::shared_ptr<HDC__> context = makeSharedHDC(display.displayName);
     if (context && !restoreOnly) {
       display.initialGammasSaved = saveInitialGamma(logger, context, display.initialGammas);

@@ -20,6 +20,9 @@ bool isDisplayActive(const GammaDisplay& display);
 // The display devices in listing order, without mirroring drivers.
 std::vector<DISPLAY_DEVICEA> enumerateDisplayDevices();
 
+// DeviceName of the device up to its terminator: a display's name here and in the document.
+std::string displayDeviceName(const DISPLAY_DEVICEA& device);
+
 // One record per display device. Unless restoreOnly, each display that gives a device context
 // has its initial gamma saved.
 std::vector<GammaDisplay> buildDisplayList(velmo::logging::LoggerBase& logger, bool restoreOnly);

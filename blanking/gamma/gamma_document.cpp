@@ -40,7 +40,9 @@ void readRamp(const Json::Value& gammas, GammaRamp& ramp) {
 
 }  // namespace
 
-Json::Value WindowsGammaBlanker::toJson() const {
+Json::Value WindowsGammaBlanker::toJson() const { return gammaDisplaysToJson(displays); }
+
+Json::Value gammaDisplaysToJson(const std::vector<GammaDisplay>& displays) {
   Json::Value result;
   for (const GammaDisplay& display : displays) {
     Json::Value gammas(Json::objectValue);

@@ -12,6 +12,10 @@
 #include "blanking/gamma/gamma_ramp.h"
 #include "logging/logger.h"
 
+// The "GammaBlanking" value of the document for these displays: one element per display, or null
+// without any.
+Json::Value gammaDisplaysToJson(const std::vector<GammaDisplay>& displays);
+
 class WindowsGammaBlanker {
  public:
   // Lists the displays and, unless restoreOnly, saves their ramps (up to 2 s a display); then

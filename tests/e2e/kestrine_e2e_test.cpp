@@ -107,6 +107,12 @@ class KestrineEndToEnd : public testing_support::SimTest {
     return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   }
 
+  // A --logfile name for the tool in the sim root's logs folder.
+  std::string logFile(const std::string& name) const {
+    std::filesystem::create_directories(simRoot / "logs");
+    return (simRoot / "logs" / name).string();
+  }
+
   // An executable shell script in the sim root, to stand in for the tool.
   std::string script(const std::string& name, const std::string& body) const {
     const std::filesystem::path path = simRoot / name;
@@ -195,7 +201,7 @@ using RestoreOfSentDocument = Table<0>;
 TEST_P(RestoreOfSentDocument, EndsAsTheToolsRulesSay) {
   const std::filesystem::path in = simRoot / "sent.json";
   std::ofstream(in) << GetParam().input;
-  auto sender = startPeer({"send", "--in", in.string()});
+  auto sender = startPeer({"send", "--force", "--in", in.string()});
   const ProcessResult restore = tool({"--restore"});
   sender->wait();
   expectEnd(restore);
@@ -209,10 +215,10 @@ INSTANTIATE_TEST_SUITE_P(Cases, RestoreOfSentDocument, ::testing::Values(
     RunCase{"nestedTooDeep", std::string(5000, '[') + std::string(5000, ']'), {}, 255, "Exceeded stackLimit"}),
     caseName);
 
-// A document sent whole is held whatever the tool's status. The tool reports a failed restore only
-// in its log: the document stays in the history, and `unblank --from` brings back the display that
-// the failed restore left dark.
-TEST_F(KestrineEndToEnd, PeerHistoryBringsBackADisplayThatAFailedRestoreLeftDark) {
+// A document sent whole is held whatever the tool's status. unblank reads the restore's verdict
+// from the tool's log: a display that stays dark ends it with status 3 and a note in the record,
+// which stays held; once the fault is gone, unblank brings the display back and notes it.
+TEST_F(KestrineEndToEnd, UnblankReportsTheToolsVerdictAndKeepsAFailedDocumentHeld) {
   ASSERT_EQ(sim({"display", "1", "ramp", "linear"}).status, 0);
   const Ramp before = readRamp(kDisplay1);
   EXPECT_EQ(peer({"blank", "--tool", script("fails", "\"" + kTool + "\" \"$@\"; exit 3")}).status, 3);
@@ -224,16 +230,37 @@ TEST_F(KestrineEndToEnd, PeerHistoryBringsBackADisplayThatAFailedRestoreLeftDark
   EXPECT_EQ(peer({"blank", "--force", "--tool-arg", "--bogus"}).status, 1);
 
   ASSERT_EQ(sim({"display", "1", "fault", "set-fails", "5"}).status, 0);
-  EXPECT_EQ(peer({"unblank"}).status, 0) << "the tool's status says the action ran, no more";
+  const ProcessResult failed = peer({"unblank", "--logfile", logFile("restore")});
+  EXPECT_EQ(failed.status, 3);
+  EXPECT_TRUE(shows(failed, "restore FAILED, 1 of 2 validated")) << failed.output;
   EXPECT_TRUE(isDark(readRamp(kDisplay1)));
   ASSERT_EQ(sim({"display", "1", "fault", "clear"}).status, 0);
+  EXPECT_EQ(peer({"unblank", "--logfile", logFile("restore")}).status, 0);
+  EXPECT_EQ(readRamp(kDisplay1), before);
+
   const Json::Value history = parse(peer({"history", "--json"}).output);
   ASSERT_EQ(history.size(), 1u);
   EXPECT_EQ(history[0]["state"].asString(), "served");
+  ASSERT_EQ(history[0]["notes"].size(), 3u);
+  EXPECT_EQ(history[0]["notes"][1].asString(), "served: restore FAILED, 1 of 2 validated");
+  EXPECT_EQ(history[0]["notes"][2].asString(), "served: 2 of 2 validated");
   EXPECT_EQ(peer({"unblank"}).status, 2) << "nothing is held any more";
+  EXPECT_EQ(peer({"unblank", "--from", "1", "--logfile", logFile("again")}).status, 0);
+}
 
-  EXPECT_EQ(peer({"unblank", "--from", "1"}).status, 0);
-  EXPECT_EQ(readRamp(kDisplay1), before);
+// With every kept document lost, relight serves each display the machine lists the linear ramp.
+TEST_F(KestrineEndToEnd, RelightLightsEveryDisplayLinearWhenTheDocumentIsLost) {
+  ASSERT_EQ(sim({"reset", "--displays", "3"}).status, 0);
+  ASSERT_EQ(peer({"blank", "--logfile", logFile("save")}).status, 0);
+  std::filesystem::remove_all(simRoot / "peer");
+  const ProcessResult relit = peer({"unblank", "--relight", "--logfile", logFile("relight")});
+  EXPECT_EQ(relit.status, 0);
+  EXPECT_TRUE(shows(relit, "3 of 3 validated")) << relit.output;
+  EXPECT_TRUE(shows(relit, "NOT as it was"));
+  for (const char* display : {"\\\\.\\DISPLAY1", "\\\\.\\DISPLAY2", "\\\\.\\DISPLAY3"}) {
+    const Ramp lit = readRamp(display);
+    for (std::size_t i = 0; i < lit.size(); ++i) ASSERT_EQ(lit[i], 255 * (i % 256)) << display << " " << i;
+  }
 }
 
 TEST_F(KestrineEndToEnd, TwoPeersBlankingAtOnceHoldOneWholeDocument) {
@@ -254,7 +281,8 @@ TEST_F(KestrineEndToEnd, TwoPeersBlankingAtOnceHoldOneWholeDocument) {
 }
 
 // A store that cannot take a document stops the save before any display goes dark; one that
-// fails after the save leaves the document beside the store.
+// fails once the save has begun (its records directory replaced by a file, so that it cannot even
+// be listed) leaves the document beside the store, and is never read as an empty store.
 TEST_F(KestrineEndToEnd, PeerNeverLosesADocumentToAStoreThatRefusesIt) {
   const ProcessResult full = run("/bin/sh", {"-c", "ulimit -f 64; trap '' XFSZ; exec \"$0\" blank", kPeer});
   EXPECT_EQ(full.status, 2);
@@ -262,11 +290,13 @@ TEST_F(KestrineEndToEnd, PeerNeverLosesADocumentToAStoreThatRefusesIt) {
   EXPECT_FALSE(isDark(readRamp(kDisplay1)));
 
   const std::string sabotage = script(
-      "sabotage", "\"" + kTool + "\" \"$@\"; status=$?\n"
-      "rm -r \"$KESTRINE_SIM_ROOT/peer/records\"; touch \"$KESTRINE_SIM_ROOT/peer/records\"\nexit $status");
+      "sabotage", "rm -r \"$KESTRINE_SIM_ROOT/peer/records\"; touch \"$KESTRINE_SIM_ROOT/peer/records\"\n"
+      "exec \"" + kTool + "\" \"$@\"");
   const ProcessResult failed = peer({"blank", "--tool", sabotage});
   EXPECT_EQ(failed.status, 2);
+  EXPECT_TRUE(shows(failed, "cannot list the records")) << failed.output;
   EXPECT_TRUE(isDark(readRamp(kDisplay1)));
+  EXPECT_EQ(peer({"history"}).status, 2) << "a store that cannot be listed is not empty";
   std::vector<std::filesystem::path> rescued(std::filesystem::directory_iterator(simRoot / "peer-rescued"), {});
   ASSERT_EQ(rescued.size(), 1u) << failed.output;
   EXPECT_TRUE(shows(failed, "the document was written to " + rescued[0].string()));
@@ -303,7 +333,7 @@ TEST_F(KestrineEndToEnd, AnUnsavedDisplayIsNamedAndComesBackLinearOnRequest) {
   EXPECT_TRUE(shows(peer({"blank"}), "no saved ramp for \\\\.\\DISPLAY2"));
   ASSERT_EQ(sim({"display", "2", "fault", "clear"}).status, 0);
   ASSERT_EQ(sim({"display", "2", "ramp", "zero"}).status, 0);
-  EXPECT_EQ(peer({"unblank", "--linear-for-unsaved"}).status, 0);
+  EXPECT_EQ(peer({"unblank", "--linear-for-unsaved", "--logfile", logFile("restore")}).status, 0);
   const Ramp lit = readRamp(kDisplay2);
   for (std::size_t i = 0; i < lit.size(); ++i) {
     ASSERT_EQ(lit[i], 255 * (i % 256)) << i;

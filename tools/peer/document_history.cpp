@@ -15,6 +15,8 @@ namespace peer {
 namespace {
 
 constexpr char kMagic[] = "kestrine-peer-record";
+// Record numbers stay below this: nine digits, as recordIds reads them.
+constexpr unsigned kLargestId = 1000000000;
 
 struct ParsedRecord {
   DocumentRecord record;
@@ -31,25 +33,59 @@ std::optional<RecordState> stateFromName(const std::string& name) {
   return std::nullopt;
 }
 
-// The header line: "kestrine-peer-record <id> <state> <receivedAt> <command> <bytes>".
+// The header line: "kestrine-peer-record <id> <state> <receivedAt> <command> <bytes>", then each
+// note behind a tab; the document follows the line.
 std::optional<ParsedRecord> parseRecord(const std::string& content) {
   const std::size_t end = content.find('\n');
   if (end == std::string::npos) {
     return std::nullopt;
   }
-  std::istringstream header(content.substr(0, end));
+  const std::string line = content.substr(0, end);
+  const std::size_t notesStart = std::min(line.find('\t'), line.size());
+  std::istringstream header(line.substr(0, notesStart));
   std::string magic;
   std::string state;
+  std::string rest;
   ParsedRecord parsed;
   DocumentRecord& record = parsed.record;
   if (!(header >> magic >> record.id >> state >> record.receivedAt >> record.command >>
         record.bytes) ||
-      magic != kMagic || !stateFromName(state) || content.size() - end - 1 != record.bytes) {
+      (header >> rest) || magic != kMagic || !stateFromName(state) ||
+      content.size() - end - 1 != record.bytes) {
     return std::nullopt;
+  }
+  for (std::size_t start = notesStart; start < line.size();) {
+    const std::size_t next = std::min(line.find('\t', start + 1), line.size());
+    record.notes.push_back(line.substr(start + 1, next - start - 1));
+    start = next;
   }
   record.state = *stateFromName(state);
   parsed.documentOffset = end + 1;
   return parsed;
+}
+
+// The whole file of a record: header line with its notes, then the document.
+std::string recordText(const DocumentRecord& record, const std::string& document) {
+  std::ostringstream text;
+  text << kMagic << ' ' << record.id << ' ' << stateName(record.state) << ' ' << record.receivedAt
+       << ' ' << record.command << ' ' << document.size();
+  for (const std::string& note : record.notes) {
+    text << '\t' << note;
+  }
+  text << '\n';
+  return text.str() + document;
+}
+
+// A note as one field of the header line, and the oldest dropped beyond kMostNotes.
+void appendNote(DocumentRecord& record, std::string note) {
+  if (note.empty()) {
+    return;
+  }
+  std::replace_if(note.begin(), note.end(), [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
+  record.notes.push_back(std::move(note));
+  if (record.notes.size() > kMostNotes) {
+    record.notes.erase(record.notes.begin());
+  }
 }
 
 // The record in `path` under `id`. A record file whose header names another id than its file
@@ -86,15 +122,24 @@ std::filesystem::path DocumentHistory::recordPath(unsigned id) const {
 std::vector<unsigned> DocumentHistory::recordIds() const {
   std::vector<unsigned> ids;
   std::error_code ec;
-  for (const auto& entry : std::filesystem::directory_iterator(recordsDirectory(), ec)) {
+  if (std::filesystem::status(recordsDirectory(), ec).type() == std::filesystem::file_type::not_found) {
+    return ids;  // nothing stored yet
+  }
+  std::filesystem::directory_iterator entries(recordsDirectory(), ec);
+  for (; !ec && entries != std::filesystem::directory_iterator(); entries.increment(ec)) {
+    const std::filesystem::directory_entry& entry = *entries;
     const std::filesystem::path name = entry.path().filename();
     const std::string stem = name.stem().u8string();
-    // Ids are written by this class and stay far below 10^9; a longer run of digits is another
+    // Ids are written by this class and stay below kLargestId; a longer run of digits is another
     // program's file, left alone rather than read past the range of unsigned.
     if (name.extension() == ".record" && !stem.empty() && stem.size() <= 9 &&
         stem.find_first_not_of("0123456789") == std::string::npos) {
       ids.push_back(static_cast<unsigned>(std::stoul(stem)));
     }
+  }
+  if (ec) {
+    throw PeerError("cannot list the records in " + recordsDirectory().u8string() + ": " +
+                    ec.message());
   }
   std::sort(ids.begin(), ids.end());
   return ids;
@@ -153,7 +198,8 @@ void DocumentHistory::probe(std::size_t bytes) const {
   std::filesystem::remove(path, ec);
 }
 
-DocumentRecord DocumentHistory::add(const std::string& document, const std::string& command) {
+DocumentRecord DocumentHistory::add(const std::string& document, const std::string& command,
+                                    const std::string& note) {
   const std::vector<unsigned> ids = recordIds();
   DocumentRecord record;
   record.id = ids.empty() ? 1 : ids.back() + 1;
@@ -163,22 +209,32 @@ DocumentRecord DocumentHistory::add(const std::string& document, const std::stri
                           .count();
   record.command = command;
   record.bytes = document.size();
-  write(record, document);
-  prune();
+  appendNote(record, note);
+  // A file that appeared under the number since the listing keeps it: the record takes the next.
+  while (!createFileDurably(recordPath(record.id), recordText(record, document))) {
+    if (++record.id >= kLargestId) {
+      throw PeerError("no free record number in " + recordsDirectory().u8string());
+    }
+  }
+  try {
+    prune();
+  } catch (const PeerError&) {
+    // The record is stored; old ones go at the next chance.
+  }
   return record;
 }
 
-void DocumentHistory::markServed(unsigned id) {
-  ParsedRecord parsed = requireRecordAt(recordPath(id), id);
-  parsed.record.state = RecordState::Served;
-  write(parsed.record, parsed.document);
-}
+void DocumentHistory::markServed(unsigned id, const std::string& note) { update(id, note, true); }
 
-void DocumentHistory::write(const DocumentRecord& record, const std::string& document) {
-  std::ostringstream header;
-  header << kMagic << ' ' << record.id << ' ' << stateName(record.state) << ' '
-         << record.receivedAt << ' ' << record.command << ' ' << document.size() << '\n';
-  writeFileDurably(recordPath(record.id), header.str() + document);
+void DocumentHistory::addNote(unsigned id, const std::string& note) { update(id, note, false); }
+
+void DocumentHistory::update(unsigned id, const std::string& note, bool served) {
+  ParsedRecord parsed = requireRecordAt(recordPath(id), id);
+  if (served) {
+    parsed.record.state = RecordState::Served;
+  }
+  appendNote(parsed.record, note);
+  writeFileDurably(recordPath(id), recordText(parsed.record, parsed.document));
 }
 
 void DocumentHistory::prune() {

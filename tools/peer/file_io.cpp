@@ -69,14 +69,18 @@ std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
   return content;
 }
 
-void writeFileDurably(const std::filesystem::path& path, const std::string& content) {
+namespace {
+
+// Writes `content` to a fresh temporary file beside `path`, flushes it and renames it to `path`
+// with `moveFlags`. False when the rename is refused because `path` exists and `moveFlags` does
+// not allow replacing it. The temporary file is removed on every way out but the rename.
+bool placeDurably(const std::filesystem::path& path, const std::string& content, DWORD moveFlags) {
   std::error_code ec;
   if (path.has_parent_path()) {
     std::filesystem::create_directories(path.parent_path(), ec);
   }
   std::filesystem::path temporary = path;
   temporary += ".tmp-" + uniqueSuffix();
-  // Removes the temporary file on every way out but the rename.
   std::unique_ptr<const std::filesystem::path, TemporaryRemover> pending(&temporary);
   {
     const OwnedHandle file = openFile(temporary, GENERIC_WRITE, CREATE_NEW);
@@ -94,11 +98,26 @@ void writeFileDurably(const std::filesystem::path& path, const std::string& cont
       throw PeerError("cannot flush " + temporary.u8string(), platform::GetLastError());
     }
   }
-  if (!platform::MoveFileExW(widePath(temporary).c_str(), widePath(path).c_str(),
-                             MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-    throw PeerError("cannot replace " + path.u8string(), platform::GetLastError());
+  if (!platform::MoveFileExW(widePath(temporary).c_str(), widePath(path).c_str(), moveFlags)) {
+    const DWORD error = platform::GetLastError();
+    if ((moveFlags & MOVEFILE_REPLACE_EXISTING) == 0 &&
+        (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS)) {
+      return false;
+    }
+    throw PeerError("cannot put " + path.u8string() + " in place", error);
   }
   pending.release();
+  return true;
+}
+
+}  // namespace
+
+void writeFileDurably(const std::filesystem::path& path, const std::string& content) {
+  placeDurably(path, content, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+}
+
+bool createFileDurably(const std::filesystem::path& path, const std::string& content) {
+  return placeDurably(path, content, MOVEFILE_WRITE_THROUGH);
 }
 
 }  // namespace peer

@@ -1,4 +1,4 @@
-// Whole-file reads and durable replacement of a file, through the platform's file operations.
+// Whole-file reads, durable replacement and durable creation of a file, through the platform's file operations.
 #pragma once
 
 #include <filesystem>
@@ -15,5 +15,10 @@ std::optional<std::string> readWholeFile(const std::filesystem::path& path);
 // temporary file is renamed over the target with write-through. Makes the directory if needed.
 // Throws PeerError on failure, after removing the temporary file.
 void writeFileDurably(const std::filesystem::path& path, const std::string& content);
+
+// Creates `path` the same durable way, but never over an existing file: the final rename refuses
+// an existing target. False when `path` exists already (nothing is changed then); throws
+// PeerError on other failures.
+bool createFileDurably(const std::filesystem::path& path, const std::string& content);
 
 }  // namespace peer

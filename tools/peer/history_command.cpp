@@ -39,6 +39,10 @@ int runHistory(const PeerOptions& options) {
       item["command"] = record.command;
       item["bytes"] = Json::UInt64{record.bytes};
       item["state"] = stateName(record.state);
+      Json::Value& notes = item["notes"] = Json::Value(Json::arrayValue);
+      for (const std::string& note : record.notes) {
+        notes.append(note);
+      }
       list.append(item);
     }
     std::cout << list.toStyledString();
@@ -55,6 +59,9 @@ int runHistory(const PeerOptions& options) {
                   utcText(record.receivedAt).c_str(), record.command.c_str(), record.bytes,
                   stateName(record.state));
     std::cout << line;
+    for (const std::string& note : record.notes) {
+      std::cout << "      " << note << '\n';
+    }
   }
   std::cout.flush();
   return 0;

@@ -1,14 +1,16 @@
 // kestrine-peer: the reference peer of the Kestrine tool.
 //   kestrine-peer blank [--force]        run `kestrine --save` and hold the document it sends
 //   kestrine-peer unblank [--from ID]    run `kestrine --restore` with the held (or that) document
+//   kestrine-peer unblank --relight      ... with a document that gives every display the linear ramp
 //   kestrine-peer history [--json]       the documents kept, with their IDs and states
 //   kestrine-peer receive [--out FILE]   take one document from the tool and store it
 //   kestrine-peer send [--in FILE]       hand the held document to the tool
 // Common options: --pipe NAME (default KestrinePipe), --instances N, --store DIR, --keep N,
 // --connect-timeout and --transfer-timeout; for blank and unblank --tool PATH, --logfile FILE and
 // --tool-arg ARG (passed on to the tool).
-// Exit status: 0 done, 1 bad command line, 2 the transfer or the store failed; blank and unblank
-// give the tool's own exit status when the tool failed.
+// Exit status: 0 done, 1 bad command line, 2 the transfer or the store failed, 3 (unblank) the
+// tool ran but not every display of the document came back validated; blank and unblank give the
+// tool's own exit status when the tool failed.
 #include <exception>
 #include <iostream>
 #include <string>

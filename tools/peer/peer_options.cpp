@@ -31,19 +31,42 @@ std::chrono::milliseconds seconds(const TCLAP::ValueArg<double>& arg) {
   return std::chrono::milliseconds(static_cast<long long>(arg.getValue() * 1000));
 }
 
+// The value of the tool's --logfile (or -l) among its arguments, when it names a file: the tool
+// logs to the console for an empty one.
+std::optional<std::filesystem::path> toolLogFile(const std::vector<std::string>& arguments) {
+  std::optional<std::string> value;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string& argument = arguments[i];
+    if ((argument == "--logfile" || argument == "-l") && i + 1 < arguments.size()) {
+      value = arguments[++i];
+    } else if (argument.rfind("--logfile=", 0) == 0) {
+      value = argument.substr(sizeof "--logfile=" - 1);
+    }
+  }
+  if (!value || value->empty()) {
+    return std::nullopt;
+  }
+  return std::filesystem::u8path(*value);
+}
+
 }  // namespace
 
 PeerOptions parsePeerOptions(int argc, const char* const* argv,
                              const std::vector<std::string>& commands) {
   TCLAP::CmdLine cmd("Reference peer of the Kestrine tool: holds the server end of its pipe and "
-                     "keeps the display state document between a save and a restore",
+                     "keeps the display state document between a save and a restore. Exit "
+                     "status: 0 done; 1 bad command line; 2 the transfer or the store failed; 3 "
+                     "unblank: the tool ran but not every display of the document was restored "
+                     "and validated (its log says which); blank and unblank give the tool's own "
+                     "status when the tool failed",
                      ' ', velmo::kProductVersion);
   std::vector<std::string> allowed = commands;
   TCLAP::ValuesConstraint<std::string> commandWords(allowed);
   TCLAP::UnlabeledValueArg<std::string> command(
       "command",
       "blank: run `kestrine --save` and hold the document it sends; unblank: run `kestrine "
-      "--restore` with the held document (or --from ID); history: list the kept documents, their "
+      "--restore` with the held document (or --from ID, or --relight) and report how many "
+      "displays came back; history: list the kept documents, their "
       "IDs and states (held, served, superseded, damaged); receive/send: one transfer without "
       "starting the tool",
       true, "", &commandWords);
@@ -60,18 +83,23 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
   TCLAP::ValueArg<std::string> tool("", "tool", "blank/unblank: the Kestrine tool to start (default: "
                                     "kestrine beside the peer)", false, "", "PATH");
   TCLAP::ValueArg<std::string> logfile("", "logfile", "blank/unblank: passed on to the tool as "
-                                       "--logfile FILE", false, "", "FILE");
+                                       "--logfile FILE; the verdict is then read from the log "
+                                       "file the run made", false, "", "FILE");
   TCLAP::MultiArg<std::string> toolArg("", "tool-arg", "blank/unblank: one more argument for the "
                                        "tool (repeatable)", false, "ARG");
   TCLAP::SwitchArg force("", "force", "blank/receive: store a new document although a held one has "
                          "not been used by a restore yet; the held one stays in the history as "
-                         "superseded", false);
+                         "superseded. send --in: send a file that the tool could not read (a "
+                         "byte-order mark, UTF-16, a zero byte, too deep, over 1 MiB)", false);
   TCLAP::ValueArg<unsigned> from("", "from", "unblank/send: serve the document of history record "
                                  "ID instead of the held one (see `history`)", false, 0, "ID");
   TCLAP::SwitchArg linear("", "linear-for-unsaved", "unblank/send: serve a copy in which every "
                           "display the document holds no ramp for (initialGammasSaved false) gets "
                           "the linear ramp, so it comes back lit; the stored document stays as it "
                           "was", false);
+  TCLAP::SwitchArg relight("", "relight", "unblank: serve no kept document but one in which every "
+                           "display the machine lists gets the linear ramp, so that every display "
+                           "comes back lit (not as it was) when no kept document can help", false);
   TCLAP::SwitchArg json("", "json", "history: print the records as JSON", false);
   TCLAP::ValueArg<unsigned> keep("", "keep", "how many documents the history keeps (default 20); "
                                  "a held one always stays", false, 20, "N");
@@ -87,6 +115,7 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
   cmd.add(connectTimeout);
   cmd.add(keep);
   cmd.add(json);
+  cmd.add(relight);
   cmd.add(linear);
   cmd.add(from);
   cmd.add(force);
@@ -122,11 +151,20 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
   for (const std::string& argument : toolArg.getValue()) {
     options.toolArguments.push_back(argument);
   }
+  options.toolLogFile = toolLogFile(options.toolArguments);
   options.force = force.getValue();
   if (from.isSet()) {
     options.fromRecord = from.getValue();
   }
   options.linearForUnsaved = linear.getValue();
+  options.relight = relight.getValue();
+  if (options.relight && options.command != "unblank") {
+    throw UsageError("--relight belongs to unblank");
+  }
+  if (options.relight && (options.fromRecord || options.linearForUnsaved)) {
+    throw UsageError("--relight serves no kept document: it goes without --from and "
+                     "--linear-for-unsaved");
+  }
   options.json = json.getValue();
   if (keep.getValue() < 1) {
     throw UsageError("--keep must be at least 1");

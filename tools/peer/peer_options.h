@@ -20,9 +20,11 @@ struct PeerOptions {
   std::optional<std::filesystem::path> inFile;      // send: where the document comes from instead
   std::optional<std::filesystem::path> toolPath;    // blank/unblank: the tool, else beside the peer
   std::vector<std::string> toolArguments;           // blank/unblank: passed on after the action
+  std::optional<std::filesystem::path> toolLogFile;  // the tool's --logfile among them, if any
   bool force = false;                               // blank/receive: supersede a held document
   std::optional<unsigned> fromRecord;               // unblank/send: this record, not the held one
   bool linearForUnsaved = false;                    // unblank/send: light unsaved displays
+  bool relight = false;                             // unblank: every display the linear ramp
   bool json = false;                                // history: for scripts
   unsigned keep = 20;                               // records the history keeps
   std::optional<std::chrono::milliseconds> connectTimeout;  // else the command's own default

@@ -11,15 +11,21 @@
 #include <vector>
 
 #include "tools/peer/commands.h"
+#include "tools/peer/document_check.h"
 #include "tools/peer/peer_error.h"
 #include "tools/peer/pipe_server.h"
+#include "tools/peer/relight.h"
 #include "tools/peer/store_steps.h"
+#include "tools/peer/tool_log.h"
 #include "tools/peer/tool_process.h"
+#include "tools/peer/tool_verdict.h"
 
 namespace peer {
 namespace {
 
 constexpr int kTransferFailed = 2;
+// The tool ran, but not every display of the document came back validated.
+constexpr int kRestoreFailed = 3;
 // A little over the tool's own worst case: five attempts with a wait of 1 s each.
 constexpr std::chrono::seconds kToolConnectTimeout{10};
 // How long a terminated tool may take to be gone.
@@ -34,6 +40,7 @@ std::string secondsText(std::chrono::milliseconds duration) {
 struct ToolRun {
   int status = 0;
   std::optional<std::string> problem;  // what went wrong on the pipe or with a wait
+  std::string output;  // the tool's standard output and error, as they came
 };
 
 int endTool(ToolProcess& tool) {
@@ -105,6 +112,101 @@ ToolRun runToolAgainstPipe(const PeerOptions& options, const std::string& action
   return run;
 }
 
+// The tool's lines of this run: its log file when it was given one, else what it printed.
+std::vector<ToolLine> toolLinesOf(const ToolLogWatch& log, const ToolRun& run) {
+  if (!log.watching()) {
+    return readToolLines(run.output);
+  }
+  try {
+    if (const std::optional<std::string> text = log.newText()) {
+      return readToolLines(*text);
+    }
+    printStatus("the tool made no log file of this run, so its lines cannot be read");
+  } catch (const std::exception& e) {
+    printStatus(std::string("cannot read the tool's log file of this run: ") + e.what());
+  }
+  return {};
+}
+
+// After a save: the tool's verdict with what the document holds, printed and noted in the record.
+void reportSave(DocumentHistory& history, const std::optional<DocumentRecord>& kept,
+                const std::string& document, const SaveVerdict& verdict) {
+  std::string text = describeSave(verdict);
+  if (isCompleteDocument(document)) {
+    const std::size_t displays = gammaDisplayCount(document);
+    const std::size_t unsaved = unsavedDisplays(document).size();
+    text += "; " + std::to_string(displays - unsaved) + " of " + std::to_string(displays) +
+            " displays saved, " + std::to_string(unsaved) + " with no ramp";
+  }
+  printStatus("the tool's verdict: " + text);
+  if (!verdict.refusedDisplays.empty()) {
+    printStatus("the system refuses dark gamma ramps (GdiIcmGammaRange), so those displays stay "
+                "lit. The fix, as administrator: reg add \"HKLM\\SOFTWARE\\Microsoft\\Windows "
+                "NT\\CurrentVersion\\ICM\" /v GdiIcmGammaRange /t REG_DWORD /d 256 /f, then "
+                "restart Windows. The document is kept all the same");
+  }
+  if (kept) {
+    try {
+      history.addNote(kept->id, "saved: " + text);
+    } catch (const PeerError& e) {
+      printStatus("cannot note the verdict in #" + std::to_string(kept->id) + " (" + e.what() + ")");
+    }
+  }
+}
+
+// One restore run: the document served to `kestrine --restore` and the verdict on it.
+struct RestoreRun {
+  ToolRun run;
+  bool confirmed = false;  // the tool read the whole document
+  RestoreVerdict verdict;
+};
+
+RestoreRun restoreWith(const PeerOptions& options, const std::string& document) {
+  const ToolLogWatch log(options.toolLogFile);
+  RestoreRun restore;
+  restore.run = runToolAgainstPipe(options, "--restore", [&](PipeServer& server, Clock::time_point) {
+    restore.confirmed = server.sendAll(document);
+  });
+  if (restore.confirmed) {
+    restore.verdict = judgeRestore(toolLinesOf(log, restore.run), gammaDisplayCount(document));
+  }
+  return restore;
+}
+
+// 0 only when every display of the document was restored and validated.
+int restoreStatus(const RestoreRun& restore) {
+  if (restore.run.status != 0) {
+    return restore.run.status;
+  }
+  if (!restore.confirmed || restore.run.problem) {
+    return kTransferFailed;
+  }
+  return restore.verdict.allValidated() ? 0 : kRestoreFailed;
+}
+
+std::string incompleteText(const RestoreRun& restore) {
+  return "the restore did not complete (tool status " + std::to_string(restore.run.status) +
+         (restore.run.problem ? ", " + *restore.run.problem : std::string()) + ")";
+}
+
+int runRelight(const PeerOptions& options) {
+  const std::string document = relightDocument();
+  printStatus("relight: every one of the " + std::to_string(gammaDisplayCount(document)) +
+              " displays the machine lists gets the linear ramp");
+  const RestoreRun restore = restoreWith(options, document);
+  if (!restore.confirmed) {
+    printStatus(incompleteText(restore) + "; no display was relit");
+    return restoreStatus(restore);
+  }
+  const int status = restoreStatus(restore);
+  printStatus("the tool's verdict: " + describeRestore(restore.verdict));
+  printStatus(status == 0 ? "every display is lit again with the linear ramp: lit, NOT as it was "
+                            "before the blank (its own ramp is only in a document, and none could "
+                            "help)"
+                          : "relight FAILED: a display may still be dark; the tool's log tells what failed");
+  return status;
+}
+
 }  // namespace
 
 int runBlank(const PeerOptions& options) {
@@ -115,11 +217,18 @@ int runBlank(const PeerOptions& options) {
   } catch (const PeerError& e) {
     throw PeerError(std::string(e.what()) + "; the tool was not started and no display was touched");
   }
+  const ToolLogWatch log(options.toolLogFile);
   std::string document;
+  std::optional<DocumentRecord> kept;
+  // The document is stored the moment it has arrived, before anything is printed and before the
+  // tool is waited for or ended: whatever fails after that finds it kept.
   const ToolRun run = runToolAgainstPipe(
       options, "--save", [&](PipeServer& server, Clock::time_point deadline) {
         Received received = server.receiveAll(deadline);
         document = std::move(received.document);
+        if (!document.empty()) {
+          kept = keepDocument(store.history, document, "blank");
+        }
         if (received.failure) {
           throw PeerError(*received.failure);
         }
@@ -132,7 +241,7 @@ int runBlank(const PeerOptions& options) {
                 "); the history was left as it was");
     return run.status != 0 ? run.status : kTransferFailed;
   }
-  const std::optional<DocumentRecord> kept = keepDocument(store.history, document, "blank");
+  reportSave(store.history, kept, document, judgeSave(toolLinesOf(log, run)));
   if (run.status != 0 && kept && kept->state == RecordState::Held) {
     printStatus("the tool ended with status " + std::to_string(run.status) + " after it had sent "
                 "the whole document; the document is held all the same");
@@ -144,20 +253,29 @@ int runBlank(const PeerOptions& options) {
 }
 
 int runUnblank(const PeerOptions& options) {
+  if (options.relight) {
+    return runRelight(options);
+  }
   LockedStore store(options);
   const Serving serving = documentToServe(store.history, options);
-  bool confirmed = false;
-  const ToolRun run = runToolAgainstPipe(
-      options, "--restore",
-      [&](PipeServer& server, Clock::time_point) { confirmed = server.sendAll(serving.document); });
-  if (run.status == 0 && confirmed && !run.problem) {
-    reportServed(store.history, serving);
-    return 0;
+  const RestoreRun restore = restoreWith(options, serving.document);
+  if (!restore.confirmed) {
+    printStatus(incompleteText(restore) + "; document #" + std::to_string(serving.record.id) +
+                " stays " + stateName(serving.record.state));
+    return restoreStatus(restore);
   }
-  printStatus("the restore did not complete (tool status " + std::to_string(run.status) +
-              (run.problem ? ", " + *run.problem : std::string()) + "); document #" +
-              std::to_string(serving.record.id) + " stays " + stateName(serving.record.state));
-  return run.status != 0 ? run.status : kTransferFailed;
+  const std::string verdict = describeRestore(restore.verdict);
+  const int status = restoreStatus(restore);
+  if (status == 0) {
+    reportServed(store.history, serving, "served: " + verdict);
+  } else {
+    if (restore.run.problem || restore.run.status != 0) {
+      printStatus(incompleteText(restore));
+    }
+    reportNotRestored(store.history, serving, "served: " + verdict);
+  }
+  printStatus("the tool's verdict on document #" + std::to_string(serving.record.id) + ": " + verdict);
+  return status;
 }
 
 }  // namespace peer

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -229,8 +230,25 @@ BOOL moveHostFile(const WCHAR* from, const WCHAR* to, DWORD flags) {
   if (!exists(source)) {
     return fail(missingError(source));
   }
-  if (!(flags & MOVEFILE_REPLACE_EXISTING) && exists(target)) {
-    return fail(ERROR_ALREADY_EXISTS);
+  if (!(flags & MOVEFILE_REPLACE_EXISTING)) {
+#ifdef RENAME_NOREPLACE
+    // As on Windows, the check and the move are one step: a target made in between is refused.
+    if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
+      if (flags & MOVEFILE_WRITE_THROUGH) {
+        syncDirectoryOf(target);
+      }
+      return TRUE;
+    }
+    if (errno == EEXIST) {
+      return fail(ERROR_ALREADY_EXISTS);
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+      return fail(errno == ENOENT ? ERROR_PATH_NOT_FOUND : pathError(errno, target));
+    }
+#endif
+    if (exists(target)) {  // a file system without the atomic form
+      return fail(ERROR_ALREADY_EXISTS);
+    }
   }
   if (::rename(source.c_str(), target.c_str()) != 0) {
     return fail(errno == ENOENT ? ERROR_PATH_NOT_FOUND : pathError(errno, target));

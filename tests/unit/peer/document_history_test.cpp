@@ -7,10 +7,14 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <functional>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "common/text_conversion.h"
 #include "platform/pipes_files.h"
 #include "platform/sim/core/test_api.h"
 #include "tests/support/sim_test.h"
@@ -18,6 +22,7 @@
 #include "tools/peer/file_io.h"
 #include "tools/peer/peer_error.h"
 #include "tools/peer/store_lock.h"
+#include "tools/peer/store_steps.h"
 
 namespace {
 
@@ -85,6 +90,70 @@ TEST_P(FailedWriteTest, LeavesTheHistoryAsItWas) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, FailedWriteTest, ::testing::Values("WriteFile", "MoveFileExW"));
+
+// A record file that appears under the next number between the listing and the rename keeps it:
+// the new record takes the number after, and notes travel with the record.
+TEST_F(DocumentHistoryTest, ARecordNeverReplacesAFileThatAppearedUnderItsNumber) {
+  auto store = history();
+  const auto planted = store.recordsDirectory() / "1.record";
+  sim::test::ScopedHook move(&platform::MoveFileExW, "MoveFileExW", [&](LPCWSTR, LPCWSTR, DWORD flags) {
+    if (!(flags & MOVEFILE_REPLACE_EXISTING) && !std::filesystem::exists(planted)) std::ofstream(planted) << "another writer";
+    return std::optional<BOOL>();
+  });
+  const peer::DocumentRecord added = store.add(kGood, "blank", "saved: first");
+  EXPECT_EQ(added.id, 2u);
+  EXPECT_EQ(peer::readWholeFile(planted), std::string("another writer"));
+  store.markServed(added.id, "served: 2 of 2 validated");
+  EXPECT_EQ(store.find(2)->notes, (std::vector<std::string>{"saved: first", "served: 2 of 2 validated"}));
+  EXPECT_EQ(store.load(2), kGood);
+}
+
+TEST_F(DocumentHistoryTest, AListingThatFailsIsAnErrorNotAnEmptyStore) {
+  std::filesystem::create_directories(simRoot / "store");
+  std::ofstream(history().recordsDirectory()) << "not a directory";
+  EXPECT_THROW(history().list(), peer::PeerError);
+  EXPECT_THROW(history().add(kGood, "blank"), peer::PeerError);
+}
+
+// Whatever the store throws, the document goes on: to a new rescue file (never over an earlier
+// one of the same size), or, when that fails too, whole to standard output.
+struct StoreFailure {
+  const char* name;
+  std::function<std::optional<BOOL>()> fail;
+  bool rescueFailsToo;
+};
+
+class KeepDocumentTest : public DocumentHistoryTest, public ::testing::WithParamInterface<StoreFailure> {};
+
+TEST_P(KeepDocumentTest, EndsInTheRescueOrOnStandardOutput) {
+  auto store = history();
+  sim::test::ScopedHook move(&platform::MoveFileExW, "MoveFileExW", [&](LPCWSTR, LPCWSTR target, DWORD) {
+    const bool rescue = velmo::wideToUtf8(target).find("-rescued") != std::string::npos;
+    return !rescue || GetParam().rescueFailsToo ? GetParam().fail() : std::nullopt;
+  });
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(peer::keepDocument(store, kGood, "blank"));
+  EXPECT_FALSE(peer::keepDocument(store, kGood, "blank"));
+  const std::string printed = testing::internal::GetCapturedStdout();
+  const auto rescued = simRoot / "store-rescued";
+  if (GetParam().rescueFailsToo) {
+    EXPECT_FALSE(std::filesystem::exists(rescued) && !std::filesystem::is_empty(rescued));
+    EXPECT_NE(printed.find("-----BEGIN KESTRINE DISPLAY STATE DOCUMENT-----\n" + kGood + "\n-----END"), std::string::npos);
+  } else {
+    std::vector<std::filesystem::path> files(std::filesystem::directory_iterator(rescued), {});
+    ASSERT_EQ(files.size(), 2u) << printed;
+    for (const auto& file : files) EXPECT_EQ(peer::readWholeFile(file), kGood);
+  }
+  EXPECT_TRUE(store.list().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Failures, KeepDocumentTest, ::testing::Values(
+    StoreFailure{"diskFull", [] { sim::setLastError(ERROR_DISK_FULL); return std::optional<BOOL>(FALSE); }, false},
+    StoreFailure{"filesystemError", []() -> std::optional<BOOL> {
+      throw std::filesystem::filesystem_error("gone", std::make_error_code(std::errc::io_error)); }, false},
+    StoreFailure{"outOfMemory", []() -> std::optional<BOOL> { throw std::bad_alloc(); }, true},
+    StoreFailure{"diskFullEverywhere", [] { sim::setLastError(ERROR_DISK_FULL); return std::optional<BOOL>(FALSE); }, true}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(DocumentHistoryTest, TheSingleDocumentOfAnEarlierPeerBecomesTheFirstRecord) {
   peer::writeFileDurably(simRoot / "store" / "document.json", kGood);

@@ -90,13 +90,58 @@ TEST_F(PeerTransferTest, ReceiveNeitherReplacesAHeldDocumentNorStoresAnEmptyOne)
   EXPECT_EQ(store().load(store().held()->id), document(300));
 }
 
-TEST_F(PeerTransferTest, ExplicitFilesReplaceTheStore) {
+// receive --out writes the file; when it cannot (its folder is a file), the document is kept in
+// the store instead and the status says so. send --in serves the file back.
+TEST_F(PeerTransferTest, ReceiveOutKeepsTheDocumentWhenItsFileCannotBeWritten) {
   const auto outFile = simRoot / "elsewhere" / "saved.json";
   ASSERT_EQ(push({"receive", "--out", outFile.string()}, document(5000)).status, 0);
   EXPECT_EQ(peer::readWholeFile(outFile), document(5000));
   EXPECT_TRUE(store().list().empty());
   EXPECT_EQ(pull({"send", "--in", outFile.string()}), document(5000));
+
+  const auto refused = push({"receive", "--out", (outFile / "below-a-file.json").string()}, document(6000));
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_NE(refused.output.find("cannot write"), std::string::npos) << refused.output;
+  ASSERT_TRUE(store().held());
+  EXPECT_EQ(store().load(store().held()->id), document(6000));
 }
+
+// What the tool could not read is named: receive keeps it as damaged, never held; send --in
+// refuses it unless --force.
+struct Unreadable {
+  const char* name;
+  std::string text;
+  const char* reason;
+};
+
+class UnreadableDocumentTest : public PeerTransferTest, public ::testing::WithParamInterface<Unreadable> {};
+
+TEST_P(UnreadableDocumentTest, IsKeptAsDamagedAndNotSentWithoutForce) {
+  const auto received = push({"receive"}, GetParam().text);
+  EXPECT_EQ(received.status, 2);
+  EXPECT_NE(received.output.find(GetParam().reason), std::string::npos) << received.output;
+  ASSERT_EQ(store().list().size(), 1u);
+  EXPECT_EQ(store().list()[0].state, peer::RecordState::Damaged);
+
+  const auto file = simRoot / "unreadable.json";
+  peer::writeFileDurably(file, GetParam().text);
+  const auto refused = testing_support::runProcess({KESTRINE_PEER_PATH, "send", "--in", file.string()},
+                                                   {{"KESTRINE_SIM_ROOT", simRoot.string()}});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_NE(refused.error.find(GetParam().reason), std::string::npos) << refused.error;
+  EXPECT_TRUE(pull({"send", "--force", "--in", file.string()}) == GetParam().text.substr(0, GetParam().text.find('\0')));
+}
+
+const std::string kSmall = R"({"GammaBlanking":null})";
+
+INSTANTIATE_TEST_SUITE_P(Cases, UnreadableDocumentTest, ::testing::Values(
+    Unreadable{"byteOrderMark", "\xEF\xBB\xBF" + kSmall, "UTF-8 byte-order mark"},
+    Unreadable{"utf16", std::string("{\0}\0", 4), "UTF-16"},
+    Unreadable{"zeroByte", kSmall + std::string(1, '\0') + " ", "zero byte at offset 22"},
+    Unreadable{"nestedTooDeep", std::string(5000, '[') + std::string(5000, ']'), "nested deeper"},
+    Unreadable{"overOneMebibyte", document(1048577), "more than the 1048576"},
+    Unreadable{"noObject", "[1, 2]", "no object"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(PeerTransferTest, PipeOfAKilledPeerIsGone) {
   {
