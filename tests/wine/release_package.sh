@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# The Windows release package: cpack makes kestrine-VERSION-win64.zip from this build, with both
-# programs stripped and their symbols in .debug files beside the zip; each program carries its
-# version resource and manifest; unpacked, both run under Wine: --version agrees with the
-# resource, and a save and a restore go through the packaged peer and the packaged tool.
+# The Windows release package: scripts/sign-release.sh has cpack make kestrine-VERSION-win64.zip
+# from this build with a throw-away certificate, both programs stripped and signed, their symbols
+# in .debug files beside the zip; each program carries its version resource and manifest and a
+# signature by that certificate, which Wine's WinVerifyTrust and osslsigncode accept and refuse
+# once the file is changed; unpacked, both run under Wine: --version agrees with the resource,
+# and a save and a restore go through the packaged peer and the packaged tool.
 #   tests/wine/release_package.sh BUILD_DIR VERSION OBJDUMP OBJCOPY
 set -uo pipefail
 
@@ -10,8 +12,13 @@ build=$1 version=$2 objdump=$3 objcopy=$4
 source "$(dirname -- "${BASH_SOURCE[0]}")/checks.sh"
 
 name=kestrine-$version-win64
-echo "== cpack"
-cpack --config "$build/CPackConfig.cmake" -B "$work/out" >"$work/cpack.out" 2>&1
+echo "== cpack through scripts/sign-release.sh, with a PFX and its password"
+make_certificates "$work/certs" release="Kestrine Test Release Signer"
+echo "throw-away $$" >"$work/password"
+openssl pkcs12 -export -inkey "$work/certs/release.key" -in "$work/certs/release.crt" \
+    -certfile "$work/certs/root.crt" -passout "file:$work/password" -out "$work/release.pfx"
+bash "$here/../../scripts/sign-release.sh" --pfx "$work/release.pfx" \
+    --password-file "$work/password" "$build" "$work/out" >"$work/cpack.out" 2>&1
 check "cpack succeeds" test $? -eq 0
 cat "$work/cpack.out"
 check "the zip is made" test -f "$work/out/$name.zip"
@@ -33,6 +40,15 @@ for program in kestrine kestrine-peer; do
     check "it is stripped" contains "$work/$program.dump" "no symbols"
     check "it names its .debug file" contains "$work/$program.dump" ".gnu_debuglink"
     check "it has a version resource" grep -qE "^ *[0-9a-f]+ +Entry: ID: 0x000010," "$work/$program.dump"
+    check "it is signed after stripping" grep -qx -- "-- signed $program.exe" "$work/cpack.out"
+    osslsigncode verify -CAfile "$work/certs/root.crt" -in "$exe" >"$work/$program.verify" 2>&1
+    check "osslsigncode finds the signature valid" test $? -eq 0
+    check "and made by the test certificate" contains "$work/$program.verify" \
+        "Subject: /CN=Kestrine Test Release Signer"
+    cp "$exe" "$work/changed-$program.exe"
+    printf 't' | dd of="$work/changed-$program.exe" bs=1 seek=78 conv=notrunc 2>/dev/null  # DOS stub text
+    osslsigncode verify -CAfile "$work/certs/root.crt" -in "$work/changed-$program.exe" >/dev/null 2>&1
+    check "a copy changed after signing is refused" test $? -ne 0
     check "it has a manifest" grep -qE "^ *[0-9a-f]+ +Entry: ID: 0x000018," "$work/$program.dump"
     "$objcopy" -O binary --only-section=.rsrc "$exe" "$work/$program.rsrc"
     check "the resource and the manifest say what they should" python3 - "$work/$program.rsrc" \
@@ -57,23 +73,30 @@ done
 
 echo "== the packaged programs under Wine"
 win() {  # win OUTPUT PROGRAM ARGS...: runs a packaged program; output without carriage returns
-    "$run" "$dir/$2" "${@:3}" </dev/null 2>&1 | tr -d '\r' >"$work/$1"
+    "$run" "$2" "${@:3}" </dev/null 2>&1 | tr -d '\r' >"$work/$1"
     return "${PIPESTATUS[0]}"
 }
-win tool.version kestrine.exe --version
+winpath() { winepath -w "$1" 2>/dev/null; }
+# Wine, unlike Windows, does not ask whether the test root is among the trusted roots.
+win trust.out "$build/bin/trust_check.exe" "$(winpath "$dir/kestrine.exe")" "$(winpath "$dir/kestrine-peer.exe")"
+check "WinVerifyTrust accepts both packaged programs" test $? -eq 0
+win changed.out "$build/bin/trust_check.exe" "$(winpath "$work/changed-kestrine.exe")"
+check "and refuses a changed copy (TRUST_E_BAD_DIGEST)" contains "$work/changed.out" \
+    "is untrusted Error code -2146869232"
+win tool.version "$dir/kestrine.exe" --version
 check "kestrine.exe --version ends with 0" test $? -eq 0
 check "and prints major.minor of the resource's version" grep -qE "version: ${version%.*}\$" "$work/tool.version"
-win peer.version kestrine-peer.exe --version
+win peer.version "$dir/kestrine-peer.exe" --version
 check "kestrine-peer.exe --version ends with 0" test $? -eq 0
 check "and prints the resource's version" grep -qE "version: $version\$" "$work/peer.version"
 
 mkdir "$work/store"
-store=$(winepath -w "$work/store" 2>/dev/null)
-win blank.out kestrine-peer.exe blank --store "$store"
+store=$(winpath "$work/store")
+win blank.out "$dir/kestrine-peer.exe" blank --store "$store"
 check "blank through the packaged peer ends with 0" test $? -eq 0
 check "and started the packaged tool" grep -qF "$name\\kestrine.exe" "$work/blank.out"
 check "the peer holds the document" contains "$work/store/records/1.record" '"GammaBlanking"'
-win unblank.out kestrine-peer.exe unblank --store "$store"
+win unblank.out "$dir/kestrine-peer.exe" unblank --store "$store"
 check "unblank through the packaged peer ends with 0" test $? -eq 0
 check "the restore has used the document" contains "$work/store/records/1.record" "kestrine-peer-record 1 served"
 
