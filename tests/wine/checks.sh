@@ -7,7 +7,7 @@
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 run="$here/../../scripts/wine-run.sh"
 work=$(mktemp -d /tmp/kestrine-wine-XXXXXX)
-trap 'rm -rf "$work"' EXIT
+trap '[[ -n ${KESTRINE_KEEP_WORK:-} ]] || rm -rf "$work"' EXIT
 failures=0
 
 check() {
