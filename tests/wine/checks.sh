@@ -3,7 +3,8 @@
 #   check DESCRIPTION COMMAND...   runs COMMAND; prints ok or FAIL with the description
 #   contains FILE TEXT             FILE holds TEXT
 #   finish                         prints the summary; exits 1 if a check failed
-# Sets: here (the scripts' directory), run (scripts/wine-run.sh), work (removed at exit).
+# Sets: here (the scripts' directory), run (scripts/wine-run.sh), work (removed at exit unless
+# KESTRINE_KEEP_WORK is set, for a look after a failure).
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 run="$here/../../scripts/wine-run.sh"
 work=$(mktemp -d /tmp/kestrine-wine-XXXXXX)
