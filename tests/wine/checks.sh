@@ -24,23 +24,26 @@ finish() {
     echo "all checks passed"
 }
 
-# make_certificates DIR NAME=SUBJECT...: a throw-away certificate authority (DIR/root.crt) and,
-# for each NAME, a code-signing certificate issued by it with the common name SUBJECT
-# (DIR/NAME.crt, its key DIR/NAME.key). Never added to any trusted store.
+# make_certificates DIR NAME=SUBJECT[=USAGE]...: a throw-away certificate authority
+# (DIR/root.crt) and, for each NAME, a certificate issued by it with the common name SUBJECT
+# (DIR/NAME.crt, its key DIR/NAME.key) for USAGE: codeSigning (the default) or timeStamping.
+# Never added to any trusted store.
 make_certificates() {
-    local dir=$1 pair name
+    local dir=$1 entry name subject usage
     shift
-    mkdir -p "$dir" && printf '%s\n' '[leaf]' 'basicConstraints=critical,CA:FALSE' \
-        'keyUsage=critical,digitalSignature' 'extendedKeyUsage=codeSigning' >"$dir/leaf.cnf" &&
+    mkdir -p "$dir" && printf '%s\n' '[codeSigning]' 'basicConstraints=critical,CA:FALSE' \
+        'keyUsage=critical,digitalSignature' 'extendedKeyUsage=codeSigning' '[timeStamping]' \
+        'basicConstraints=critical,CA:FALSE' 'keyUsage=critical,digitalSignature' \
+        'extendedKeyUsage=critical,timeStamping' >"$dir/usages.cnf" &&
         openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj "/CN=Kestrine Test Root" \
             -addext "basicConstraints=critical,CA:TRUE" -addext "keyUsage=critical,keyCertSign,cRLSign" \
             -keyout "$dir/root.key" -out "$dir/root.crt" 2>/dev/null || return 1
-    for pair in "$@"; do
-        name=${pair%%=*}
-        openssl req -newkey rsa:2048 -nodes -subj "/CN=${pair#*=}" -keyout "$dir/$name.key" \
+    for entry in "$@"; do
+        IFS='=' read -r name subject usage <<<"$entry"
+        openssl req -newkey rsa:2048 -nodes -subj "/CN=$subject" -keyout "$dir/$name.key" \
             -out "$dir/$name.csr" 2>/dev/null &&
             openssl x509 -req -in "$dir/$name.csr" -CA "$dir/root.crt" -CAkey "$dir/root.key" \
-                -CAcreateserial -days 2 -extfile "$dir/leaf.cnf" -extensions leaf \
+                -CAcreateserial -days 2 -extfile "$dir/usages.cnf" -extensions "${usage:-codeSigning}" \
                 -out "$dir/$name.crt" 2>/dev/null || return 1
     done
 }
