@@ -84,31 +84,35 @@ PY
 done
 
 echo "== the packaged programs under Wine"
-win() {  # win OUTPUT PROGRAM ARGS...: runs a packaged program; output without carriage returns
-    "$run" "$2" "${@:3}" </dev/null 2>&1 | tr -d '\r' >"$work/$1"
+# Wine, unlike Windows, does not ask whether the test root is among the trusted roots.
+trust() {  # trust OUTPUT FILE...: trust_check's verdicts on the files
+    "$run" "$build/bin/trust_check.exe" "${@:2}" </dev/null 2>&1 | tr -d '\r' >"$work/$1"
     return "${PIPESTATUS[0]}"
 }
-winpath() { winepath -w "$1" 2>/dev/null; }
-# Wine, unlike Windows, does not ask whether the test root is among the trusted roots.
-win trust.out "$build/bin/trust_check.exe" "$(winpath "$dir/kestrine.exe")" "$(winpath "$dir/kestrine-peer.exe")"
+trust trust.out "$(winepath -w "$dir/kestrine.exe" 2>/dev/null)" \
+    "$(winepath -w "$dir/kestrine-peer.exe" 2>/dev/null)"
 check "WinVerifyTrust accepts both packaged programs" test $? -eq 0
-win changed.out "$build/bin/trust_check.exe" "$(winpath "$work/changed-kestrine.exe")"
+trust changed.out "$(winepath -w "$work/changed-kestrine.exe" 2>/dev/null)"
 check "and refuses a changed copy (TRUST_E_BAD_DIGEST)" contains "$work/changed.out" \
     "is untrusted Error code -2146869232"
-win tool.version "$dir/kestrine.exe" --version
+win() {  # win OUTPUT PROGRAM ARGS...: runs a packaged program; output without carriage returns
+    "$run" "$dir/$2" "${@:3}" </dev/null 2>&1 | tr -d '\r' >"$work/$1"
+    return "${PIPESTATUS[0]}"
+}
+win tool.version kestrine.exe --version
 check "kestrine.exe --version ends with 0" test $? -eq 0
 check "and prints major.minor of the resource's version" grep -qE "version: ${version%.*}\$" "$work/tool.version"
-win peer.version "$dir/kestrine-peer.exe" --version
+win peer.version kestrine-peer.exe --version
 check "kestrine-peer.exe --version ends with 0" test $? -eq 0
 check "and prints the resource's version" grep -qE "version: $version\$" "$work/peer.version"
 
 mkdir "$work/store"
-store=$(winpath "$work/store")
-win blank.out "$dir/kestrine-peer.exe" blank --store "$store"
+store=$(winepath -w "$work/store" 2>/dev/null)
+win blank.out kestrine-peer.exe blank --store "$store"
 check "blank through the packaged peer ends with 0" test $? -eq 0
 check "and started the packaged tool" grep -qF "$name\\kestrine.exe" "$work/blank.out"
 check "the peer holds the document" contains "$work/store/records/1.record" '"GammaBlanking"'
-win unblank.out "$dir/kestrine-peer.exe" unblank --store "$store"
+win unblank.out kestrine-peer.exe unblank --store "$store"
 check "unblank through the packaged peer ends with 0" test $? -eq 0
 check "the restore has used the document" contains "$work/store/records/1.record" "kestrine-peer-record 1 served"
 
