@@ -6,10 +6,10 @@
 
 // x64 has one calling convention and the caller clears the stack, so a function that takes
 // nothing may stand for one that takes arguments.
-#define KESTRINE_FAILING_EXPORT(name)                   \
-  extern "C" __declspec(dllexport) BOOL WINAPI name() { \
-    SetLastError(ERROR_NOT_SUPPORTED);                  \
-    return FALSE;                                       \
+#define KESTRINE_FAILING_EXPORT(name)                        \
+  extern "C" __attribute__((dllexport)) BOOL WINAPI name() { \
+    SetLastError(ERROR_NOT_SUPPORTED);                       \
+    return FALSE;                                            \
   }
 
 KESTRINE_FAILING_EXPORT(GetNumberOfPhysicalMonitorsFromHMONITOR)
