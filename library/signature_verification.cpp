@@ -1,5 +1,6 @@
-// The trust question for the library's file: asked once, its state closed again whatever the
-// answer.
+// The trust question for a file: asked once, its state closed again whatever the answer.
+#include "library/signature_verification.h"
+
 #include "common/text_conversion.h"
 #include "library/trust_verdict.h"
 #include "library/windows_dynamic_library.h"
@@ -8,10 +9,10 @@
 
 namespace velmo {
 
-LibraryResult WindowsDynamicLibrary::verifySignature() {
+LibraryResult verifyFileSignature(const platform::WideString& path) {
   WINTRUST_FILE_INFO fileInfo{};
   fileInfo.cbStruct = sizeof fileInfo;
-  fileInfo.pcwszFilePath = libraryPath.c_str();
+  fileInfo.pcwszFilePath = path.c_str();
   fileInfo.hFile = nullptr;
   fileInfo.pgKnownSubject = nullptr;
 
@@ -28,11 +29,13 @@ LibraryResult WindowsDynamicLibrary::verifySignature() {
   GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
   const LONG status = platform::WinVerifyTrust(nullptr, &action, &trustData);
   const DWORD lastError = platform::GetLastError();
-  LibraryResult result = trustVerdict(status, lastError, wideToLogText(libraryPath));
+  LibraryResult result = trustVerdict(status, lastError, wideToLogText(path));
 
   trustData.dwStateAction = WTD_STATEACTION_CLOSE;
   appendCloseFailure(result, platform::WinVerifyTrust(nullptr, &action, &trustData));
   return result;
 }
+
+LibraryResult WindowsDynamicLibrary::verifySignature() { return verifyFileSignature(libraryPath); }
 
 }  // namespace velmo

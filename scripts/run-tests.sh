@@ -7,7 +7,8 @@
 #      target too) and under ThreadSanitizer (GCC);
 #   4. the fuzz targets (clang, libFuzzer), each a short while on its committed corpus;
 #   5. the Windows cross build: every ctest test of its build directory (conformance checks,
-#      Windows scenarios) under Wine, with a private Wine prefix.
+#      Windows scenarios, the signer check, the signed release package) under Wine, with a
+#      private Wine prefix and relay tracing of our modules' calls; then import_coverage.
 # Goes on after a failed section where it can, exits non-zero if anything failed, and ends with
 # the line "N passed, N failed" (tests over all ctest runs; a failed set-up, configure or
 # build step counts as one failure).
@@ -212,8 +213,19 @@ if [[ ${KESTRINE_WINDOWS:-1} != 0 ]]; then
         start_xorg
         if step "start Wine" start_wine; then
             # One at a time: under Wine every test process shares one machine (registry keys,
-            # pipe names), where on the sim each has a root of its own.
-            run_ctest windows "$windows_dir" 1
+            # pipe names), where on the sim each has a root of its own. With Wine's relay tracing
+            # of our own modules' calls (a few seconds more), after which import_coverage checks
+            # that every Win32 function our code imports was called.
+            relay_dir=$build_root/wine-relay
+            if step "prepare relay tracing" quiet bash tests/wine/import_coverage.sh trace \
+                "$windows_dir/bin" "$relay_dir"; then
+                KESTRINE_WINE_LOADER=$root/tests/wine/relay-loader.sh KESTRINE_RELAY_LOG_DIR=$relay_dir \
+                    run_ctest windows "$windows_dir" 1 -E '^import_coverage$'
+                KESTRINE_RELAY_LOG_DIR=$relay_dir \
+                    run_ctest "windows imports" "$windows_dir" 1 -V -R '^import_coverage$'
+            else
+                run_ctest windows "$windows_dir" 1 -E '^import_coverage$'
+            fi
         fi
         stop_wine
         stop_xorg

@@ -22,6 +22,9 @@ packages=(
     wine wine64
     # An X server with gamma ramps for the Windows display checks under Wine (dummy video driver)
     xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils
+    # Authenticode signatures: the release's programs (scripts/sign-release.sh) and the throw-away
+    # certificates of the signer and release checks
+    osslsigncode openssl
     # the end-to-end documents checked against their JSON Schema
     python3-jsonschema
 )

@@ -76,8 +76,8 @@ TEST_F(RegistryConformance, TypeAndBytesReadBackWithTheirSize) {
   }
 }
 
-// A missing key or value, a value longer than the buffer (the size needed comes back) and the
-// handle of a key deleted since it was opened each give their code.
+// A missing key or value (one deleted too), a value longer than the buffer (the size needed comes
+// back) and the handle of a key deleted since it was opened each give their code.
 TEST_F(RegistryConformance, FailuresGiveTheirCodes) {
   HKEY other = nullptr;
   EXPECT_EQ(platform::RegOpenKeyExW(HKEY_CURRENT_USER, PLATFORM_WIDE("Software\\KestrineNoSuchKey"),
@@ -91,6 +91,9 @@ TEST_F(RegistryConformance, FailuresGiveTheirCodes) {
   const Read tooLong = readValue(key, PLATFORM_WIDE("Long"));
   EXPECT_EQ(tooLong.status, static_cast<LSTATUS>(ERROR_MORE_DATA));
   EXPECT_EQ(tooLong.data.size(), data.size());
+  ASSERT_EQ(platform::RegDeleteValueW(key, PLATFORM_WIDE("long")), 0);
+  EXPECT_EQ(readValue(key, PLATFORM_WIDE("Long")).status, static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
+  EXPECT_EQ(platform::RegDeleteValueW(key, PLATFORM_WIDE("Long")), static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
 
   ASSERT_EQ(platform::RegOpenKeyExW(HKEY_CURRENT_USER, kTestKey, 0, KEY_READ, &other), 0);
   ASSERT_EQ(platform::RegDeleteKeyW(HKEY_CURRENT_USER, kTestKey), 0);

@@ -73,12 +73,17 @@ void signedBy(const std::vector<std::string>& subjects) {
   }));
 }
 
-void distrust() {
+template <LONG status>
+void trustStatus() {
   ASSERT_TRUE(sim::updateSystem32Library("dxva2.dll", [](sim::SimLibrary& library) {
-    library.trustStatus = TRUST_E_EXPLICIT_DISTRUST;
+    library.trustStatus = status;
     library.trustLastError = 0;
   }));
 }
+const auto distrust = trustStatus<TRUST_E_EXPLICIT_DISTRUST>;
+// CERT_E_UNTRUSTEDROOT: a chain whose root the machine does not trust. Windows refuses it; Wine
+// accepts it, so only the sim can hold this case.
+const auto untrustedRoot = trustStatus<static_cast<LONG>(0x800B0109u)>;
 
 // Makes the calls of an operation for which `when` holds fail, with some last error.
 template <class R, class... A, class When>
@@ -153,6 +158,8 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalRow{distrust, "The file {path} is explicitly not trusted.", 0x800B0111u, kSignature},
         RefusalRow{distrust, "The file {path} is explicitly not trusted.; Failed to read embedded "
                              "signature. Library signature not validated!" + kRead},
+        RefusalRow{untrustedRoot, "The file {path} is untrusted Error code -2146762487; Failed to read "
+                                  "embedded signature. Library signature not validated!" + kRead},
         RefusalRow{[] { signedBy({"Contoso Ltd"}); },
                    "Failed to match subject name Contoso Ltd" + kMismatch},
         RefusalRow{[] { signedBy({"Microsoft Windows"}); },
