@@ -14,6 +14,8 @@
 #include <cstring>
 #include <thread>
 
+#include "common/text_conversion.h"
+#include "platform/pipes_files.h"
 #include "tests/conformance/conformance_self.h"
 
 namespace conformance {
@@ -29,6 +31,19 @@ int main(int argc, char** argv) {
   // Started by a check that ends it: wait long enough never to end by itself during the check.
   if (argc > 1 && std::strcmp(argv[1], "--conformance-linger") == 0) {
     std::this_thread::sleep_for(std::chrono::minutes(5));
+    return 0;
+  }
+  // Started by a check that ends it: hold a file open without sharing it, then wait.
+  constexpr const char kHoldFlag[] = "--conformance-hold=";
+  if (argc > 1 && std::strncmp(argv[1], kHoldFlag, sizeof kHoldFlag - 1) == 0) {
+    const platform::WideString path = velmo::utf8ToWide(argv[1] + sizeof kHoldFlag - 1);
+    const HANDLE held = platform::CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+                                              FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (held == INVALID_HANDLE_VALUE) {
+      return 1;
+    }
+    std::this_thread::sleep_for(std::chrono::minutes(5));
+    platform::CloseHandle(held);
     return 0;
   }
   conformance::selfPath = argv[0];

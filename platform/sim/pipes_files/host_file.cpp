@@ -265,7 +265,9 @@ BOOL unlockHostFile(HANDLE file) {
 }
 
 BOOL moveHostFile(const WCHAR* from, const WCHAR* to, DWORD flags) {
-  if (!from || !to) {
+  // A move at the next start cannot be a copy.
+  const DWORD copyAtReboot = MOVEFILE_COPY_ALLOWED | MOVEFILE_DELAY_UNTIL_REBOOT;
+  if (!from || !to || (flags & copyAtReboot) == copyAtReboot) {
     return fail(ERROR_INVALID_PARAMETER);
   }
   const HostPath source = resolveFileName(from);
@@ -287,10 +289,9 @@ BOOL moveHostFile(const WCHAR* from, const WCHAR* to, DWORD flags) {
     if (!(flags & MOVEFILE_REPLACE_EXISTING)) {
       return fail(ERROR_ALREADY_EXISTS);
     }
-    // Windows replaces neither a read-only file, nor a directory, nor a file that is open
-    // without delete sharing.
-    if (S_ISDIR(replaced.st_mode) || readOnly(replaced) ||
-        openWithoutDeleteSharing(identityOf(replaced))) {
+    // Windows replaces neither a read-only file, nor a directory, nor a file that is open, even
+    // with delete sharing (the name stays taken until its last handle is closed).
+    if (S_ISDIR(replaced.st_mode) || readOnly(replaced) || isOpen(identityOf(replaced))) {
       return fail(ERROR_ACCESS_DENIED);
     }
   }

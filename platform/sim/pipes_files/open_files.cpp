@@ -143,6 +143,12 @@ bool openWithoutDeleteSharing(const FileIdentity& file) {
                      [](const Entry& entry) { return !sharedBy(entry.share).erase; });
 }
 
+bool isOpen(const FileIdentity& file) {
+  const std::vector<Entry> entries = readTable();
+  return std::any_of(entries.begin(), entries.end(),
+                     [&](const Entry& entry) { return same(entry.file, file); });
+}
+
 std::string recordOpenHandle(const FileIdentity& file, DWORD access, DWORD share) {
   static std::atomic<unsigned long> next{0};
   Entry entry;

@@ -24,9 +24,12 @@ struct FileIdentity {
 // not admit the access or the share mode does not admit an open handle's access.
 DWORD sharingCheck(const FileIdentity& file, DWORD access, DWORD share);
 
-// True when some open handle of the file does not share delete access (a rename or a replace of
-// the file is then refused).
+// True when some open handle of the file does not share delete access (a rename of the file is
+// then refused).
 bool openWithoutDeleteSharing(const FileIdentity& file);
+
+// True when the file has an open handle of any kind (a replace of the file is then refused).
+bool isOpen(const FileIdentity& file);
 
 // Records an open handle; the token names it for forgetOpenHandle.
 std::string recordOpenHandle(const FileIdentity& file, DWORD access, DWORD share);
