@@ -1,4 +1,5 @@
-// The path of the running conformance executable, for checks that start it as a child.
+// What a check knows of where it runs: its own executable, for checks that start it as a child,
+// and whether Wine stands in for Windows, for checks that name one of Wine's departures.
 #pragma once
 
 #include <string>
@@ -8,4 +9,6 @@ namespace conformance {
 // with "--conformance-linger" it waits for minutes, with "--conformance-hold=PATH" it holds the
 // file PATH open for reading without sharing it and waits for minutes.
 extern std::string selfPath;
+// Wine's ntdll exports wine_get_version; that of Windows does not, and the sim has none.
+bool runningUnderWine();
 }  // namespace conformance

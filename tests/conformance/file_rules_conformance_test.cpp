@@ -1,15 +1,13 @@
-// Windows' rules for regular files that the peer's store meets when another program holds its
-// records: share modes (also against another process), replace-by-rename refusals, names without
-// case, the MAX_PATH limit, and the arguments the file and crypt32 calls refuse. Every file is made
-// in a fresh temporary directory. Where Wine departs from Windows the check says so and asserts
-// Windows' behaviour on the sim only.
+// Windows' rules for files held by other programs: share modes (also across processes), refused
+// replaces, read-only files, names without case, MAX_PATH, and the arguments file and crypt32 calls
+// refuse. Files go in a fresh temporary directory. A departure of Wine is named there, and the sim
+// is held to Windows' behaviour.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <filesystem>
 #include <random>
 #include <string>
-#include <system_error>
 #include <thread>
 
 #include "common/text_conversion.h"
@@ -26,84 +24,60 @@ namespace {
 namespace fs = std::filesystem;
 using conformance::Handle;
 
-#ifdef _WIN32
-constexpr bool kOnSim = false;
-#else
-constexpr bool kOnSim = true;
-#endif
-
-// Ends a check on Wine when it shows a known departure from Windows, naming it; the sim is always
-// held to Windows' behaviour.
-#define SKIP_WHERE_WINE_DEPARTS(departure, differs)            \
-  if (!kOnSim && (departure) != nullptr && (differs))           \
-  GTEST_SKIP() << "Wine departs from Windows: " << (departure)
+#define SKIP_WHERE_WINE_DEPARTS(departure, differs) \
+  if ((departure) && (differs) && conformance::runningUnderWine()) GTEST_SKIP() << "Wine departs from Windows: " << (departure)
 
 // Wine leaves the read-only attribute to the host's permissions, which root passes by.
-constexpr const char* kWineAsRootWritesReadOnly =
-    "run as root it writes and replaces read-only files";
-
+constexpr const char* kWineAsRoot = "run as root it writes and replaces read-only files";
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr DWORD kReadWrite = GENERIC_READ | GENERIC_WRITE;
-
-// A fresh directory under the system's temporary directory, removed with all it holds.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    static std::mt19937_64 random{std::random_device{}()};
-    path = fs::temp_directory_path() / ("kestrine-file-rules-" + std::to_string(random()));
-    fs::create_directories(path);
-  }
-  ~TemporaryDirectory() {
-    std::error_code ec;
-    for (fs::recursive_directory_iterator it(path, ec), end; !ec && it != end; it.increment(ec)) {
-      fs::permissions(it->path(), fs::perms::owner_write, fs::perm_options::add, ec);
-    }
-    fs::remove_all(path, ec);
-  }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-  platform::WideString name(const std::string& file) const {
-    return velmo::utf8ToWide((path / file).u8string());
-  }
-
-  fs::path path;
-};
 
 HANDLE openFile(const platform::WideString& name, DWORD access, DWORD share,
                 DWORD disposition = OPEN_EXISTING, DWORD attributes = FILE_ATTRIBUTE_NORMAL) {
   return platform::CreateFileW(name.c_str(), access, share, nullptr, disposition, attributes, nullptr);
 }
 
-bool makeFile(const platform::WideString& name, const std::string& content,
-              DWORD attributes = FILE_ATTRIBUTE_NORMAL) {
-  Handle file(openFile(name, GENERIC_WRITE, 0, CREATE_ALWAYS, attributes));
-  return file.valid() && conformance::writeAll(file.get(), content);
-}
-
-// The whole content of a file, read through a handle that shares everything.
-std::string contentOf(const platform::WideString& name) {
-  Handle file(openFile(name, GENERIC_READ, kShareAll));
-  if (!file.valid()) {
-    return "(cannot open)";
-  }
-  std::string content;
-  char buffer[256];
-  DWORD count = 0;
-  while (platform::ReadFile(file.get(), buffer, sizeof buffer, &count, nullptr) && count > 0) {
-    content.append(buffer, count);
-  }
-  return content;
-}
-
 // The last error of a call that must fail, or 0 when it succeeded.
 DWORD failure(bool succeeded) { return succeeded ? 0 : platform::GetLastError(); }
+DWORD openFailure(const platform::WideString& name, DWORD access, DWORD share, DWORD disposition = OPEN_EXISTING) {
+  return failure(Handle(openFile(name, access, share, disposition)).valid());
+}
+
+// A fresh directory under the system's temporary directory holding "present" and the read-only
+// "Frozen/Record.json"; removed with all it holds.
+struct Directory {
+  Directory() : path(fs::temp_directory_path() / ("kestrine-file-rules-" + std::to_string(std::random_device{}()))) {
+    fs::create_directories(path / "Frozen");
+    make("present", "x");
+    make("Frozen/Record.json", "frozen", FILE_ATTRIBUTE_READONLY);
+  }
+  ~Directory() {
+    std::error_code ec;
+    fs::permissions(path / "Frozen" / "Record.json", fs::perms::owner_write, fs::perm_options::add, ec);
+    fs::remove_all(path, ec);
+  }
+  platform::WideString name(const std::string& file) const { return velmo::utf8ToWide((path / file).u8string()); }
+  bool make(const std::string& file, const std::string& content, DWORD attributes = FILE_ATTRIBUTE_NORMAL) const {
+    Handle handle(openFile(name(file), GENERIC_WRITE, 0, CREATE_ALWAYS, attributes));
+    return handle.valid() && conformance::writeAll(handle.get(), content);
+  }
+  // The content of a small file, read through a handle that shares everything.
+  std::string content(const std::string& file) const {
+    Handle handle(openFile(name(file), GENERIC_READ, kShareAll));
+    char buffer[256];
+    DWORD count = 0;
+    const bool read = handle.valid() && platform::ReadFile(handle.get(), buffer, sizeof buffer, &count, nullptr);
+    return read ? std::string(buffer, count) : "(cannot open)";
+  }
+  BOOL move(const std::string& from, const std::string& to, DWORD flags) const {
+    return platform::MoveFileExW(name(from).c_str(), name(to).c_str(), flags);
+  }
+  const fs::path path;
+};
 
 struct SharingRow {
   const char* name;
-  DWORD heldAccess, heldShare;
-  DWORD access, share, disposition;
-  DWORD error;  // 0: the second handle opens
+  DWORD heldAccess, heldShare, access, share, disposition, error;  // error 0: the second handle opens
 };
 
 class SharingTest : public ::testing::TestWithParam<SharingRow> {};
@@ -111,26 +85,19 @@ class SharingTest : public ::testing::TestWithParam<SharingRow> {};
 // A refused open changes nothing: CREATE_ALWAYS against a held file does not truncate it.
 TEST_P(SharingTest, SecondHandleMeetsTheFirstHandlesShareMode) {
   const SharingRow& row = GetParam();
-  TemporaryDirectory directory;
-  const auto name = directory.name("record.json");
-  ASSERT_TRUE(makeFile(name, "kept"));
-  Handle held(openFile(name, row.heldAccess, row.heldShare));
+  const Directory directory;
+  Handle held(openFile(directory.name("present"), row.heldAccess, row.heldShare));
   ASSERT_TRUE(held.valid());
-  Handle second(openFile(name, row.access, row.share, row.disposition));
-  EXPECT_EQ(failure(second.valid()), row.error);
-  second.reset();
+  EXPECT_EQ(openFailure(directory.name("present"), row.access, row.share, row.disposition), row.error);
   held.reset();
-  EXPECT_EQ(contentOf(name), row.error ? "kept" : row.disposition == CREATE_ALWAYS ? "" : "kept");
+  EXPECT_EQ(directory.content("present"), row.error || row.disposition != CREATE_ALWAYS ? "x" : "");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, SharingTest,
-    ::testing::Values(
+INSTANTIATE_TEST_SUITE_P(Rows, SharingTest, ::testing::Values(
         SharingRow{"ReaderThatSharesNothing", GENERIC_READ, 0, GENERIC_READ, kShareAll, OPEN_EXISTING, ERROR_SHARING_VIOLATION},
         SharingRow{"ReadersThatShareReading", GENERIC_READ, FILE_SHARE_READ, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, 0},
         SharingRow{"WriterNotSharedByReader", GENERIC_READ, FILE_SHARE_READ, kReadWrite, kShareAll, OPEN_EXISTING, ERROR_SHARING_VIOLATION},
         SharingRow{"ReaderNotSharingTheWriter", GENERIC_WRITE, kShareAll, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, ERROR_SHARING_VIOLATION},
-        SharingRow{"WritersThatShareAll", kReadWrite, kShareAll, kReadWrite, kShareAll, OPEN_EXISTING, 0},
         SharingRow{"AttributesOnlyHandleHoldsNothing", 0, 0, kReadWrite, 0, OPEN_EXISTING, 0},
         SharingRow{"CreateAlwaysOnAHeldFile", GENERIC_READ, FILE_SHARE_READ, GENERIC_WRITE, kShareAll, CREATE_ALWAYS, ERROR_SHARING_VIOLATION},
         SharingRow{"CreateAlwaysOnASharedFile", GENERIC_READ, kShareAll, GENERIC_WRITE, kShareAll, CREATE_ALWAYS, 0}),
@@ -139,39 +106,31 @@ INSTANTIATE_TEST_SUITE_P(
 // Another process holds the record open without sharing: the open is refused until that process
 // has ended, and its handle does not outlive it.
 TEST(FileRulesConformance, HandleOfAnotherProcessHoldsUntilItEnds) {
-  TemporaryDirectory directory;
-  const auto name = directory.name("held.json");
-  ASSERT_TRUE(makeFile(name, "record"));
-  platform::WideString command = velmo::utf8ToWide(
-      "\"" + conformance::selfPath + "\" \"--conformance-hold=" + (directory.path / "held.json").u8string() + "\"");
+  const Directory directory;
+  platform::WideString command = velmo::utf8ToWide("\"" + conformance::selfPath + "\" \"--conformance-hold=" +
+                                                   (directory.path / "present").u8string() + "\"");
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION child{};
   ASSERT_TRUE(platform::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
                                        nullptr, &startup, &child));
-  // The child holds the file once its open is done; wait for that, within a limit.
+  // The child holds the file once its open is done: poll for that, within a limit.
   DWORD error = 0;
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while ((error = failure(Handle(openFile(name, GENERIC_READ, kShareAll)).valid())) == 0 &&
-         std::chrono::steady_clock::now() < deadline) {
+  for (const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+       (error = openFailure(directory.name("present"), GENERIC_READ, kShareAll)) == 0 && std::chrono::steady_clock::now() < deadline;)
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
   EXPECT_EQ(error, ERROR_SHARING_VIOLATION);
   EXPECT_NE(platform::TerminateProcess(child.hProcess, 9), FALSE);
   EXPECT_EQ(platform::WaitForSingleObject(child.hProcess, 60000), WAIT_OBJECT_0);
+  EXPECT_EQ(directory.content("present"), "x");
   platform::CloseHandle(child.hThread);
   platform::CloseHandle(child.hProcess);
-  EXPECT_EQ(contentOf(name), "record");
 }
 
-enum class Target { Plain, ReadOnly, OpenSharingAll, OpenWithoutDeleteSharing };
-
 struct ReplaceRow {
-  const char* name;
-  Target target;
-  DWORD sourceShare;  // kShareAll: the source is not held
-  DWORD error;
-  const char* wineDeparture;  // null: Wine behaves as Windows
+  const char *name, *target;
+  DWORD targetShare, sourceShare, error;  // a share mode kShareAll: the file is not held
+  const char* wineDeparture;              // null: Wine behaves as Windows
 };
 
 class ReplaceTest : public ::testing::TestWithParam<ReplaceRow> {};
@@ -180,156 +139,80 @@ class ReplaceTest : public ::testing::TestWithParam<ReplaceRow> {};
 // shares delete access: its name stays taken until the last handle is closed.
 TEST_P(ReplaceTest, ReplaceByRenameRespectsTheFilesState) {
   const ReplaceRow& row = GetParam();
-  TemporaryDirectory directory;
-  const auto source = directory.name("record.json.tmp");
-  const auto target = directory.name("record.json");
-  ASSERT_TRUE(makeFile(source, "new"));
-  ASSERT_TRUE(makeFile(target, "old", row.target == Target::ReadOnly ? FILE_ATTRIBUTE_READONLY
-                                                                     : FILE_ATTRIBUTE_NORMAL));
-  Handle heldTarget(row.target == Target::OpenSharingAll ? openFile(target, GENERIC_READ, kShareAll)
-                    : row.target == Target::OpenWithoutDeleteSharing
-                        ? openFile(target, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE)
-                        : INVALID_HANDLE_VALUE);
-  Handle heldSource(row.sourceShare != kShareAll ? openFile(source, GENERIC_READ, row.sourceShare)
-                                                 : INVALID_HANDLE_VALUE);
-  const DWORD error = failure(platform::MoveFileExW(source.c_str(), target.c_str(),
-                                                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
-  heldTarget.reset();
-  heldSource.reset();
+  const Directory directory;
+  ASSERT_TRUE(directory.make("record.tmp", "new"));
+  const std::string before = directory.content(row.target);
+  const auto hold = [&](const std::string& file, DWORD share) {
+    return share == kShareAll ? INVALID_HANDLE_VALUE : openFile(directory.name(file), GENERIC_READ, share);
+  };
+  Handle target(hold(row.target, row.targetShare)), source(hold("record.tmp", row.sourceShare));
+  const DWORD error = failure(directory.move("record.tmp", row.target, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
+  target.reset();
+  source.reset();
   SKIP_WHERE_WINE_DEPARTS(row.wineDeparture, error != row.error);
   EXPECT_EQ(error, row.error);
-  EXPECT_EQ(contentOf(target), row.error ? "old" : "new");
-  EXPECT_EQ(contentOf(source), row.error ? "new" : "(cannot open)");
+  EXPECT_EQ(directory.content(row.target), row.error ? before : "new");
+  EXPECT_EQ(directory.content("record.tmp"), row.error ? "new" : "(cannot open)");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, ReplaceTest,
-    ::testing::Values(ReplaceRow{"PlainTarget", Target::Plain, kShareAll, 0, nullptr},
-                      ReplaceRow{"TargetSharedForDelete", Target::OpenSharingAll, kShareAll, ERROR_ACCESS_DENIED, nullptr},
-                      ReplaceRow{"ReadOnlyTarget", Target::ReadOnly, kShareAll, ERROR_ACCESS_DENIED, kWineAsRootWritesReadOnly},
-                      ReplaceRow{"TargetHeldWithoutDeleteSharing", Target::OpenWithoutDeleteSharing, kShareAll, ERROR_ACCESS_DENIED, nullptr},
-                      ReplaceRow{"SourceHeldWithoutDeleteSharing", Target::Plain, FILE_SHARE_READ, ERROR_SHARING_VIOLATION, nullptr}),
+INSTANTIATE_TEST_SUITE_P(Rows, ReplaceTest, ::testing::Values(ReplaceRow{"PlainTarget", "present", kShareAll, kShareAll, 0, nullptr},
+                      ReplaceRow{"TargetInOtherCase", "PRESENT", kShareAll, kShareAll, 0, nullptr},
+                      ReplaceRow{"TargetOpenSharingDelete", "present", FILE_SHARE_READ | FILE_SHARE_DELETE, kShareAll, ERROR_ACCESS_DENIED, nullptr},
+                      ReplaceRow{"TargetOpenWithoutDeleteSharing", "present", FILE_SHARE_READ, kShareAll, ERROR_ACCESS_DENIED, nullptr},
+                      ReplaceRow{"ReadOnlyTarget", "Frozen/Record.json", kShareAll, kShareAll, ERROR_ACCESS_DENIED, kWineAsRoot},
+                      ReplaceRow{"SourceOpenWithoutDeleteSharing", "present", kShareAll, FILE_SHARE_READ, ERROR_SHARING_VIOLATION, nullptr}),
     [](const auto& info) { return std::string(info.param.name); });
 
-// A read-only file opens for reading only.
-TEST(FileRulesConformance, ReadOnlyFileRefusesWriting) {
-  TemporaryDirectory directory;
-  const auto name = directory.name("frozen.json");
-  ASSERT_TRUE(makeFile(name, "frozen", FILE_ATTRIBUTE_READONLY));
-  for (const DWORD disposition : {OPEN_EXISTING, CREATE_ALWAYS, TRUNCATE_EXISTING}) {
-    const DWORD error = failure(Handle(openFile(name, GENERIC_WRITE, kShareAll, disposition)).valid());
-    SKIP_WHERE_WINE_DEPARTS(kWineAsRootWritesReadOnly, error != ERROR_ACCESS_DENIED);
-    EXPECT_EQ(error, ERROR_ACCESS_DENIED) << disposition;
-  }
-  EXPECT_EQ(contentOf(name), "frozen");
-}
-
-// Names are the same whatever their case, in the file and in the directories on the way.
-TEST(FileRulesConformance, NamesCompareWithoutCase) {
-  TemporaryDirectory directory;
-  fs::create_directories(directory.path / "History");
-  ASSERT_TRUE(makeFile(directory.name("History/Record-1.json"), "first"));
-  EXPECT_EQ(contentOf(directory.name("HISTORY/record-1.JSON")), "first");
-  EXPECT_EQ(failure(Handle(openFile(directory.name("history/RECORD-1.json"), GENERIC_WRITE, 0, CREATE_NEW)).valid()),
-            ERROR_FILE_EXISTS);
-  ASSERT_TRUE(makeFile(directory.name("history/next.tmp"), "second"));
-  EXPECT_EQ(failure(platform::MoveFileExW(directory.name("HISTORY/NEXT.TMP").c_str(),
-                                          directory.name("history/record-1.json").c_str(), 0)),
-            ERROR_ALREADY_EXISTS);
-  EXPECT_NE(platform::MoveFileExW(directory.name("HISTORY/NEXT.TMP").c_str(),
-                                  directory.name("history/record-1.json").c_str(),
-                                  MOVEFILE_REPLACE_EXISTING),
-            FALSE);
-  EXPECT_EQ(contentOf(directory.name("History/Record-1.json")), "second");
-}
-
-// A full path of MAX_PATH characters or more is refused, unless given in the "\\?\" form.
-TEST(FileRulesConformance, LongPathNeedsTheLongForm) {
-  TemporaryDirectory directory;
-  const platform::WideString base = directory.name("");
-  const std::string longName(MAX_PATH - base.size(), 'n');
-  const platform::WideString name = directory.name(longName);
-  ASSERT_GE(name.size(), static_cast<std::size_t>(MAX_PATH));
-  Handle file(openFile(name, GENERIC_WRITE, 0, CREATE_ALWAYS));
-  SKIP_WHERE_WINE_DEPARTS("it opens full paths of any length", file.valid());
-  EXPECT_EQ(failure(file.valid()), ERROR_PATH_NOT_FOUND);
-  EXPECT_EQ(failure(platform::MoveFileExW(directory.name("missing").c_str(), name.c_str(), 0)),
-            ERROR_PATH_NOT_FOUND);
-  const platform::WideString longForm = conformance::widen("\\\\?\\") + name;
-  EXPECT_TRUE(Handle(openFile(longForm, GENERIC_WRITE, 0, CREATE_ALWAYS)).valid());
-}
-
-struct ArgumentRow {
+// A call that gives its last error (0: it succeeded), and Wine's departure (null: none).
+struct CallRow {
   const char* name;
-  bool (*call)(const TemporaryDirectory&);
-  DWORD error;
-  const char* wineDeparture;  // null: Wine refuses the argument as Windows does
+  DWORD (*call)(const Directory&), error;
+  const char* wineDeparture;
 };
 
-class ArgumentTest : public ::testing::TestWithParam<ArgumentRow> {};
+class CallTest : public ::testing::TestWithParam<CallRow> {};
 
-TEST_P(ArgumentTest, RefusedWithWindowsCode) {
-  TemporaryDirectory directory;
-  ASSERT_TRUE(makeFile(directory.name("present"), "x"));
-  const DWORD error = failure(GetParam().call(directory));
+TEST_P(CallTest, GivesWindowsResult) {
+  const Directory directory;
+  const DWORD error = GetParam().call(directory);
   SKIP_WHERE_WINE_DEPARTS(GetParam().wineDeparture, error != GetParam().error);
   EXPECT_EQ(error, GetParam().error);
 }
 
-bool openWithShareMode8(const TemporaryDirectory& d) {
-  return Handle(openFile(d.name("present"), GENERIC_READ, 8)).valid();
-}
-bool openWithDisposition0(const TemporaryDirectory& d) {
-  return Handle(openFile(d.name("present"), GENERIC_READ, 0, 0)).valid();
-}
-bool truncateWithoutWriteAccess(const TemporaryDirectory& d) {
-  return Handle(openFile(d.name("present"), GENERIC_READ, 0, TRUNCATE_EXISTING)).valid();
-}
-bool lockWithReserved(const TemporaryDirectory& d) {
-  Handle file(openFile(d.name("present"), kReadWrite, 0));
-  OVERLAPPED whole{};
-  return platform::LockFileEx(file.get(), LOCKFILE_EXCLUSIVE_LOCK, 1, 1, 0, &whole);
-}
-bool moveCopyingAtReboot(const TemporaryDirectory& d) {
-  return platform::MoveFileExW(d.name("present").c_str(), d.name("later").c_str(),
-                               MOVEFILE_COPY_ALLOWED | MOVEFILE_DELAY_UNTIL_REBOOT);
-}
-bool queryWithReservedFlags(const TemporaryDirectory& d) {
-  const platform::WideString self = velmo::utf8ToWide(conformance::selfPath);
-  (void)d;
-  return platform::CryptQueryObject(CERT_QUERY_OBJECT_FILE, self.c_str(),
-                                    CERT_QUERY_CONTENT_FLAG_PKCS7_SIGNED_EMBED,
-                                    CERT_QUERY_FORMAT_FLAG_BINARY, 1, nullptr, nullptr, nullptr,
-                                    nullptr, nullptr, nullptr);
-}
+// A name whose full path has MAX_PATH characters, one more than Windows takes without "\\?\".
+std::string longName(const Directory& d) { return std::string(MAX_PATH - d.name("").size(), 'n'); }
 // An opus attribute that names the program "x", as DER.
 const BYTE kOpus[] = {0x30, 0x06, 0xA0, 0x04, 0x80, 0x02, 0x00, 0x78};
-bool decodeWith(DWORD encoding, DWORD flags) {
-  alignas(8) BYTE buffer[256];
+DWORD decodeFailure(DWORD encoding, DWORD flags) {
+  alignas(8) BYTE buffer[256];  // room for the decoded structure and what it points to
   DWORD size = sizeof buffer;
-  return platform::CryptDecodeObject(encoding, SPC_SP_OPUS_INFO_OBJID, kOpus, sizeof kOpus, flags,
-                                     buffer, &size);
+  return failure(platform::CryptDecodeObject(encoding, SPC_SP_OPUS_INFO_OBJID, kOpus, sizeof kOpus, flags, buffer, &size));
 }
-bool decodeWithAllocation(const TemporaryDirectory&) {
-  return decodeWith(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0x8000);
-}
-bool decodeWithUnknownFlag(const TemporaryDirectory&) {
-  return decodeWith(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0x100);
-}
-bool decodeWithoutEncoding(const TemporaryDirectory&) { return decodeWith(PKCS_7_ASN_ENCODING, 0); }
+constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, ArgumentTest,
-    ::testing::Values(
-        ArgumentRow{"CreateFileShareModeBeyondDelete", openWithShareMode8, ERROR_INVALID_PARAMETER, "it ignores unknown share mode bits"},
-        ArgumentRow{"CreateFileNoDisposition", openWithDisposition0, ERROR_INVALID_PARAMETER, nullptr},
-        ArgumentRow{"CreateFileTruncateWithoutWrite", truncateWithoutWriteAccess, ERROR_INVALID_PARAMETER, "it opens TRUNCATE_EXISTING without write access"},
-        ArgumentRow{"LockFileExReservedNotZero", lockWithReserved, ERROR_INVALID_PARAMETER, nullptr},
-        ArgumentRow{"MoveFileExCopyAtReboot", moveCopyingAtReboot, ERROR_INVALID_PARAMETER, "it accepts a copy at the next start"},
-        ArgumentRow{"CryptQueryObjectReservedFlags", queryWithReservedFlags, static_cast<DWORD>(E_INVALIDARG), "it ignores the reserved flags"},
-        ArgumentRow{"CryptDecodeObjectAllocFlag", decodeWithAllocation, static_cast<DWORD>(E_INVALIDARG), "it accepts CRYPT_DECODE_ALLOC_FLAG"},
-        ArgumentRow{"CryptDecodeObjectUnknownFlag", decodeWithUnknownFlag, static_cast<DWORD>(E_INVALIDARG), "it ignores unknown decoding flags"},
-        ArgumentRow{"CryptDecodeObjectWithoutX509", decodeWithoutEncoding, ERROR_FILE_NOT_FOUND, nullptr}),
+INSTANTIATE_TEST_SUITE_P(Rows, CallTest, ::testing::Values(
+        CallRow{"ReadOnlyOpenedForWriting", [](const Directory& d) { return openFailure(d.name("Frozen/Record.json"), GENERIC_WRITE, kShareAll); }, ERROR_ACCESS_DENIED, kWineAsRoot},
+        CallRow{"ReadOnlyCreatedAgain", [](const Directory& d) { return openFailure(d.name("Frozen/Record.json"), GENERIC_WRITE, kShareAll, CREATE_ALWAYS); }, ERROR_ACCESS_DENIED, kWineAsRoot},
+        CallRow{"NameInOtherCase", [](const Directory& d) { return openFailure(d.name("FROZEN/record.JSON"), GENERIC_READ, 0); }, 0, nullptr},
+        CallRow{"NewNameInOtherCase", [](const Directory& d) { return openFailure(d.name("frozen/RECORD.json"), GENERIC_WRITE, 0, CREATE_NEW); }, ERROR_FILE_EXISTS, nullptr},
+        CallRow{"MoveOntoNameInOtherCase", [](const Directory& d) { return failure(d.move("PRESENT", "frozen/record.json", 0)); }, ERROR_ALREADY_EXISTS, nullptr},
+        CallRow{"LongPathCreated", [](const Directory& d) { return openFailure(d.name(longName(d)), GENERIC_WRITE, 0, CREATE_ALWAYS); }, ERROR_PATH_NOT_FOUND, "it takes full paths of any length"},
+        CallRow{"LongPathMovedTo", [](const Directory& d) { return failure(d.move("present", longName(d), 0)); }, ERROR_PATH_NOT_FOUND, "it takes full paths of any length"},
+        CallRow{"LongPathInLongForm", [](const Directory& d) { return openFailure(conformance::widen("\\\\?\\") + d.name(longName(d)), GENERIC_WRITE, 0, CREATE_ALWAYS); }, 0, nullptr},
+        CallRow{"ShareModeBeyondDelete", [](const Directory& d) { return openFailure(d.name("present"), GENERIC_READ, 8); }, ERROR_INVALID_PARAMETER, "it ignores unknown share mode bits"},
+        CallRow{"NoDisposition", [](const Directory& d) { return openFailure(d.name("present"), GENERIC_READ, 0, 0); }, ERROR_INVALID_PARAMETER, nullptr},
+        CallRow{"TruncateWithoutWriteAccess", [](const Directory& d) { return openFailure(d.name("present"), GENERIC_READ, 0, TRUNCATE_EXISTING); }, ERROR_INVALID_PARAMETER, "it opens TRUNCATE_EXISTING without write access"},
+        CallRow{"LockWithReservedNotZero", [](const Directory& d) { OVERLAPPED whole{};
+                  return failure(platform::LockFileEx(Handle(openFile(d.name("present"), kReadWrite, 0)).get(), LOCKFILE_EXCLUSIVE_LOCK, 1, 1, 0, &whole)); }, ERROR_INVALID_PARAMETER, nullptr},
+        CallRow{"MoveCopyingAtNextStart", [](const Directory& d) { return failure(d.move("present", "later", MOVEFILE_COPY_ALLOWED | MOVEFILE_DELAY_UNTIL_REBOOT)); }, ERROR_INVALID_PARAMETER, "it accepts a copy at the next start"},
+        CallRow{"QueryWithReservedFlags", [](const Directory&) {
+                  return failure(platform::CryptQueryObject(CERT_QUERY_OBJECT_FILE, velmo::utf8ToWide(conformance::selfPath).c_str(),
+                                                            CERT_QUERY_CONTENT_FLAG_PKCS7_SIGNED_EMBED, CERT_QUERY_FORMAT_FLAG_BINARY, 1,
+                                                            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr)); },
+                static_cast<DWORD>(E_INVALIDARG), "it ignores the reserved flags"},
+        CallRow{"DecodeWithAllocationFlag", [](const Directory&) { return decodeFailure(kEncoding, 0x8000); }, static_cast<DWORD>(E_INVALIDARG), "it accepts CRYPT_DECODE_ALLOC_FLAG"},
+        CallRow{"DecodeWithUnknownFlag", [](const Directory&) { return decodeFailure(kEncoding, 0x100); }, static_cast<DWORD>(E_INVALIDARG), "it ignores unknown decoding flags"},
+        CallRow{"DecodeWithoutX509Encoding", [](const Directory&) { return decodeFailure(PKCS_7_ASN_ENCODING, 0); }, ERROR_FILE_NOT_FOUND, nullptr}),
     [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
