@@ -19,7 +19,7 @@
 #include "platform/sim/pipes_files/byte_stream.h"
 #include "platform/sim/core/machine.h"
 #include "platform/sim/core/utf.h"
-#include "platform/sim/pipes_files/host_path.h"
+#include "platform/sim/core/file_names.h"
 #include "platform/sim/pipes_files/open_files.h"
 
 namespace sim {

@@ -1,7 +1,7 @@
 // Sim only: regular files for CreateFileW, ReadFile, WriteFile, FlushFileBuffers and MoveFileExW.
-// On the sim a file name is a host path, resolved by Windows' rules (host_path.h); share modes hold
-// across the handles of every process of the machine (open_files.h). A file is read-only when its
-// owner may not write it. These functions set the last error themselves.
+// On the sim a file name is a host path, resolved by Windows' rules (core/file_names.h); share
+// modes hold across the handles of every process of the machine (open_files.h). A file is
+// read-only when its owner may not write it. These functions set the last error themselves.
 #pragma once
 
 #include "platform/types.h"

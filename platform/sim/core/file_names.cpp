@@ -1,5 +1,5 @@
 // Sim only: Windows' file name rules (case, MAX_PATH, the "\\?\" prefix) over host paths.
-#include "platform/sim/pipes_files/host_path.h"
+#include "platform/sim/core/file_names.h"
 
 #include <sys/stat.h>
 
@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <optional>
 #include <system_error>
-#include <vector>
 
 #include "platform/errors.h"
 #include "platform/loader.h"
@@ -37,31 +36,41 @@ std::size_t utf16Length(const std::string& text) {
   return units;
 }
 
-// The entry of `directory` named `name` ignoring case, if there is one; the first in name order
-// when the host holds several that differ only in case.
-std::optional<std::string> entryIgnoringCase(const fs::path& directory, const std::string& name) {
-  std::error_code ec;
-  std::vector<std::string> matches;
-  for (fs::directory_iterator it(directory, ec), end; !ec && it != end; it.increment(ec)) {
-    std::string entry = it->path().filename().string();
-    if (sameNameIgnoringCase(entry, name)) {
-      matches.push_back(std::move(entry));
-    }
-  }
-  if (matches.empty()) {
-    return std::nullopt;
-  }
-  return *std::min_element(matches.begin(), matches.end());
-}
-
-}  // namespace
-
 bool sameNameIgnoringCase(const std::string& a, const std::string& b) {
   return a.size() == b.size() &&
          std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
            return std::tolower(static_cast<unsigned char>(x)) ==
                   std::tolower(static_cast<unsigned char>(y));
          });
+}
+
+}  // namespace
+
+std::optional<fs::path> findIgnoringCase(const fs::path& directory, const std::string& name) {
+  std::error_code ec;
+  std::optional<std::string> found;
+  for (fs::directory_iterator it(directory, ec), end; !ec && it != end; it.increment(ec)) {
+    std::string entry = it->path().filename().string();
+    if (sameNameIgnoringCase(entry, name) && (!found || entry < *found)) {
+      found = std::move(entry);
+    }
+  }
+  return found ? std::optional<fs::path>(directory / *found) : std::nullopt;
+}
+
+fs::path resolveCase(const fs::path& absolute) {
+  fs::path resolved;
+  bool missing = false;
+  for (const fs::path& component : absolute) {
+    fs::path next = resolved / component;
+    if (!missing && !present(next) && !resolved.empty()) {
+      const std::optional<fs::path> entry = findIgnoringCase(resolved, component.string());
+      missing = !entry;
+      next = entry.value_or(next);
+    }
+    resolved = std::move(next);
+  }
+  return resolved;
 }
 
 HostPath resolveFileName(const WCHAR* name) {
@@ -81,20 +90,7 @@ HostPath resolveFileName(const WCHAR* name) {
   if (!longForm && utf16Length(full.string()) >= MAX_PATH) {
     return {"", ERROR_PATH_NOT_FOUND};
   }
-  fs::path resolved;
-  bool missing = false;
-  for (const fs::path& component : full) {
-    fs::path next = resolved / component;
-    if (!missing && !present(next) && !resolved.empty()) {
-      if (const auto entry = entryIgnoringCase(resolved, component.string())) {
-        next = resolved / *entry;
-      } else {
-        missing = true;
-      }
-    }
-    resolved = std::move(next);
-  }
-  return {resolved.string(), 0};
+  return {resolveCase(full).string(), 0};
 }
 
 }  // namespace sim
