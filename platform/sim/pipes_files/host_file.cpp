@@ -234,6 +234,10 @@ HANDLE openHostFile(const WCHAR* path, DWORD desiredAccess, DWORD shareMode,
       fail(pathError(errno, host.path));
       return INVALID_HANDLE_VALUE;
     }
+    // CREATE_ALWAYS makes an existing file read-only when asked to, as creation does.
+    if (existed && creationDisposition == CREATE_ALWAYS && (flagsAndAttributes & FILE_ATTRIBUTE_READONLY)) {
+      ::fchmod(fd, before.st_mode & 07555);
+    }
     struct stat info;
     if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
       // A directory opens only with backup semantics, which the sim does not offer.
