@@ -14,10 +14,20 @@
 #include <cstring>
 #include <thread>
 
+#include "common/text_conversion.h"
+#include "platform/loader.h"
+#include "platform/pipes_files.h"
 #include "tests/conformance/conformance_self.h"
 
 namespace conformance {
 std::string selfPath;
+
+bool runningUnderWine() {
+  const HMODULE ntdll = platform::LoadLibraryExW(PLATFORM_WIDE("ntdll.dll"), nullptr, 0);
+  const bool wine = ntdll && platform::GetProcAddress(ntdll, "wine_get_version") != nullptr;
+  if (ntdll) platform::FreeLibrary(ntdll);
+  return wine;
+}
 }  // namespace conformance
 
 int main(int argc, char** argv) {
@@ -26,8 +36,15 @@ int main(int argc, char** argv) {
   if (argc > 1 && std::strncmp(argv[1], kExitFlag, sizeof kExitFlag - 1) == 0) {
     return std::atoi(argv[1] + sizeof kExitFlag - 1);
   }
-  // Started by a check that ends it: wait long enough never to end by itself during the check.
-  if (argc > 1 && std::strcmp(argv[1], "--conformance-linger") == 0) {
+  // Started by a check that ends it: wait long enough never to end by itself during the check,
+  // holding the given file open without sharing it.
+  constexpr const char kHoldFlag[] = "--conformance-hold=";
+  const bool hold = argc > 1 && std::strncmp(argv[1], kHoldFlag, sizeof kHoldFlag - 1) == 0;
+  if (hold && platform::CreateFileW(velmo::utf8ToWide(argv[1] + sizeof kHoldFlag - 1).c_str(), GENERIC_READ, 0,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr) == INVALID_HANDLE_VALUE) {
+    return 1;
+  }
+  if (hold || (argc > 1 && std::strcmp(argv[1], "--conformance-linger") == 0)) {
     std::this_thread::sleep_for(std::chrono::minutes(5));
     return 0;
   }

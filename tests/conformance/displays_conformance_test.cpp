@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "platform/displays.h"
-#include "platform/loader.h"
+#include "tests/conformance/conformance_self.h"
 
 #define SKIP_WITHOUT_DISPLAY_DRIVER()                              \
   if (const char* reason = std::getenv("KESTRINE_DISPLAY_SKIP")) { \
@@ -24,6 +24,8 @@
   }
 
 namespace {
+
+using conformance::runningUnderWine;
 
 constexpr DWORD kListingBound = 64;
 using Ramp = std::array<WORD, 768>;  // red, green, blue: 256 words each
@@ -49,13 +51,6 @@ std::vector<DISPLAY_DEVICEA> listDevices(const char* device) {
 DeviceContext openDisplay(const std::string& name) {
   return DeviceContext(platform::CreateDCA("DISPLAY", name.c_str(), nullptr, nullptr),
                        &platform::DeleteDC);
-}
-
-// Wine's ntdll exports wine_get_version; that of Windows does not, and the sim has none.
-bool runningUnderWine() {
-  const std::unique_ptr<std::remove_pointer_t<HMODULE>, decltype(&platform::FreeLibrary)> ntdll(
-      platform::LoadLibraryExW(PLATFORM_WIDE("ntdll.dll"), nullptr, 0), &platform::FreeLibrary);
-  return ntdll && platform::GetProcAddress(ntdll.get(), "wine_get_version") != nullptr;
 }
 
 // The ramp of a screen gamma (red, green, blue): 65535 * (i / 255) ^ (1 / gamma). A gamma of 1

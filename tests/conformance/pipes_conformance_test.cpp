@@ -7,10 +7,10 @@
 #include <thread>
 
 #include "platform/errors.h"
-#include "platform/loader.h"
 #include "platform/local_memory.h"
 #include "platform/pipes_files.h"
 #include "platform/security.h"
+#include "tests/conformance/conformance_self.h"
 #include "tests/conformance/pipe_fixture.h"
 
 namespace {
@@ -160,14 +160,6 @@ TEST(PipeConformance, PeekTellsListeningFromConnectedFromEnded) {
   EXPECT_EQ(readToEnd(server.get(), 8, error), "abc");
   EXPECT_FALSE(platform::PeekNamedPipe(server.get(), nullptr, 0, nullptr, &available, nullptr));
   expectLastError(ERROR_BROKEN_PIPE);
-}
-
-// Wine's ntdll exports wine_get_version; Windows' and the sim's loader have no such thing.
-bool runningUnderWine() {
-  const HMODULE ntdll = platform::LoadLibraryExW(widen("ntdll.dll").c_str(), nullptr, 0);
-  const bool wine = ntdll && platform::GetProcAddress(ntdll, "wine_get_version");
-  if (ntdll) platform::FreeLibrary(ntdll);
-  return wine;
 }
 
 // The peer's pipe is its own: a first-instance creation fails with 5 while another server has

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/sim/core/file_names.h"
 #include "platform/sim/library/library_files.h"
 #include "platform/trust.h"
 #include "tools/sim/library_area.h"
@@ -83,7 +84,7 @@ void describe(std::ostream& out, const std::string& name, const sim::SimLibrary&
 }
 
 std::optional<sim::SimLibrary> readSystem32Library(const std::string& name) {
-  const std::optional<std::filesystem::path> file = sim::findInDirectory(sim::system32Dir(), name);
+  const std::optional<std::filesystem::path> file = sim::findIgnoringCase(sim::system32Dir(), name);
   sim::SimLibrary library;
   if (!file || sim::readLibraryFile(*file, library) != sim::LibraryFileState::Library) {
     return std::nullopt;

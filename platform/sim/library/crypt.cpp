@@ -30,6 +30,11 @@ constexpr const char* kSha256Oid = "2.16.840.1.101.3.4.2.1";
 constexpr const char* kRsaOid = "1.2.840.113549.1.1.1";
 // SPC_SP_OPUS_INFO_STRUCT, the numeric form of the opus structure type.
 constexpr std::uintptr_t kOpusStructNumber = 2007;
+// The flags CryptDecodeObject takes: no-copy, to-be-signed, shared OID strings, no signature
+// byte reversal, and the name decoding switch. CRYPT_DECODE_ALLOC_FLAG (0x8000) belongs to
+// CryptDecodeObjectEx: given here it would make the caller read a pointer as the structure.
+constexpr DWORD kDecodeFlags = 0x1 | 0x2 | 0x4 | 0x8 | 0x01000000;
+constexpr DWORD kEncodingTypeMask = 0xFFFF;
 
 BOOL fail(HRESULT code) {
   sim::setLastError(static_cast<DWORD>(code));
@@ -238,7 +243,8 @@ BOOL CryptQueryObject(DWORD dwObjectType, const void* pvObject, DWORD dwExpected
   SIM_ENTER(CryptQueryObject, dwObjectType, pvObject, dwExpectedContentTypeFlags,
             dwExpectedFormatTypeFlags, dwFlags, pdwMsgAndCertEncodingType, pdwContentType,
             pdwFormatType, phCertStore, phMsg, ppvContext);
-  if (dwObjectType != CERT_QUERY_OBJECT_FILE || !pvObject) {
+  // dwFlags is reserved and must be 0.
+  if (dwObjectType != CERT_QUERY_OBJECT_FILE || !pvObject || dwFlags != 0) {
     return fail(E_INVALIDARG);
   }
   // A file without an embedded signature, or no file at all, matches nothing (as under Wine).
@@ -288,11 +294,12 @@ BOOL CryptDecodeObject(DWORD dwCertEncodingType, LPCSTR lpszStructType, const BY
                        DWORD cbEncoded, DWORD dwFlags, void* pvStructInfo, DWORD* pcbStructInfo) {
   SIM_ENTER(CryptDecodeObject, dwCertEncodingType, lpszStructType, pbEncoded, cbEncoded, dwFlags,
             pvStructInfo, pcbStructInfo);
-  if (!pcbStructInfo || !lpszStructType) {
+  if (!pcbStructInfo || !lpszStructType || (dwFlags & ~kDecodeFlags) != 0) {
     return fail(E_INVALIDARG);
   }
-  if (!isOpusStructType(lpszStructType)) {
-    // Windows has no decoder installed for the type.
+  if ((dwCertEncodingType & kEncodingTypeMask) != X509_ASN_ENCODING ||
+      !isOpusStructType(lpszStructType)) {
+    // Windows has no decoder installed for the encoding and type.
     return fail(static_cast<HRESULT>(ERROR_FILE_NOT_FOUND));
   }
   sim::SimOpus opus;

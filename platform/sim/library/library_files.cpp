@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "platform/sim/core/file_names.h"
 #include "platform/sim/monitors/dxva2_exports.h"
 #include "platform/sim/core/utf.h"
 
@@ -155,7 +156,7 @@ std::string system32Relative(const std::string& name) { return std::string(kSyst
 
 // The name a System32 library file has on disk, found without regard to case.
 std::optional<std::string> system32FileName(const std::string& name, const MachineLock& held) {
-  const std::optional<fs::path> file = findInDirectory(system32Dir(held), name);
+  const std::optional<fs::path> file = findIgnoringCase(system32Dir(held), name);
   if (!file) {
     return std::nullopt;
   }
@@ -259,23 +260,13 @@ fs::path applicationDir() {
   return ec ? fs::current_path() : executable.parent_path();
 }
 
-std::optional<fs::path> findInDirectory(const fs::path& directory, const std::string& name) {
-  std::error_code ec;
-  const std::string wanted = lowerCase(name);
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory, ec)) {
-    if (lowerCase(entry.path().filename().string()) == wanted) {
-      return entry.path();
-    }
-  }
-  return std::nullopt;
-}
-
 fs::path pathFromWide(LPCWSTR path) {
   std::size_t length = 0;
   while (path[length]) {
     ++length;
   }
-  return fs::path(utf16ToUtf8(path, length));
+  const fs::path given(utf16ToUtf8(path, length));
+  return given.is_absolute() ? resolveCase(given.lexically_normal()) : given;
 }
 
 LibraryFileState readLibraryFile(const fs::path& file, SimLibrary& library) {

@@ -78,11 +78,8 @@ std::filesystem::path system32Dir(const MachineLock& held);
 // The directory of the running executable.
 std::filesystem::path applicationDir();
 
-// The entry of `directory` whose name equals `name` without regard to case.
-std::optional<std::filesystem::path> findInDirectory(const std::filesystem::path& directory,
-                                                     const std::string& name);
-
-// A path as the W functions take it (UTF-16, terminated) as a file system path.
+// A path as the W functions take it (UTF-16, terminated) as a file system path; a full path is
+// spelt as the host stores its entries, since Windows compares names without regard to case.
 std::filesystem::path pathFromWide(LPCWSTR path);
 
 enum class LibraryFileState { Missing, NotALibrary, Library };

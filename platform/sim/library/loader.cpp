@@ -14,6 +14,7 @@
 #include "platform/errors.h"
 #include "platform/loader.h"
 #include "platform/sim/monitors/dxva2_exports.h"
+#include "platform/sim/core/file_names.h"
 #include "platform/sim/core/handles.h"
 #include "platform/sim/library/library_files.h"
 #include "platform/sim/core/test_api.h"
@@ -81,7 +82,7 @@ std::optional<fs::path> locate(const std::string& name, DWORD flags) {
   for (const fs::path& directory : searchDirectories(flags)) {
     const fs::path parent = (directory / path).parent_path();
     if (std::optional<fs::path> file =
-            sim::findInDirectory(parent, withExtension(path.filename().string()))) {
+            sim::findIgnoringCase(parent, withExtension(path.filename().string()))) {
       return file;
     }
   }

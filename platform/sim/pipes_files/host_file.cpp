@@ -11,12 +11,17 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
 #include "platform/sim/pipes_files/byte_stream.h"
+#include "platform/sim/core/machine.h"
 #include "platform/sim/core/utf.h"
+#include "platform/sim/core/file_names.h"
+#include "platform/sim/pipes_files/open_files.h"
 
 namespace sim {
 namespace fs = std::filesystem;
@@ -25,14 +30,6 @@ namespace {
 BOOL fail(DWORD error) {
   platform::SetLastError(error);
   return FALSE;
-}
-
-std::string hostPath(const WCHAR* path) {
-  std::size_t size = 0;
-  while (path[size]) {
-    ++size;
-  }
-  return utf16ToUtf8(path, size);
 }
 
 bool exists(const std::string& path) {
@@ -75,10 +72,19 @@ DWORD pathError(int error, const std::string& path) {
 
 DWORD ioError(int error) { return error == ENOSPC ? ERROR_DISK_FULL : ERROR_GEN_FAILURE; }
 
+// An open regular file. It holds its entry in the machine's table of open handles until closed.
 class HostFile : public ByteStream {
  public:
-  HostFile(int fd, DWORD access) : fd(fd), access(access) {}
-  ~HostFile() override { ::close(fd); }
+  HostFile(int fd, DWORD access, std::string token) : fd(fd), access(access), token(std::move(token)) {}
+  ~HostFile() override {
+    ::close(fd);
+    try {
+      MachineLock lock;
+      forgetOpenHandle(token);
+    } catch (const std::exception&) {
+      // The machine cannot be written: the entry goes when this process ends.
+    }
+  }
 
   // At the end of the file a read succeeds with 0 bytes, as on Windows.
   BOOL read(void* buffer, DWORD size, DWORD* done) override {
@@ -138,7 +144,20 @@ class HostFile : public ByteStream {
  private:
   const int fd;
   const DWORD access;
+  const std::string token;
 };
+
+constexpr DWORD kShareModes = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// Windows' read-only attribute, on the host the owner's missing write permission. The check is
+// the sim's own, so that it holds also for a process that runs as root.
+bool readOnly(const struct stat& info) { return !(info.st_mode & S_IWUSR); }
+
+FileIdentity identityOf(const struct stat& info) { return {info.st_dev, info.st_ino}; }
+
+bool sameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
 
 int openFlags(DWORD access) {
   const bool read = access & GENERIC_READ;
@@ -176,33 +195,62 @@ void syncDirectoryOf(const std::string& path) {
 
 }  // namespace
 
-HANDLE openHostFile(const WCHAR* path, DWORD desiredAccess, DWORD creationDisposition) {
+HANDLE openHostFile(const WCHAR* path, DWORD desiredAccess, DWORD shareMode,
+                    DWORD creationDisposition, DWORD flagsAndAttributes) {
   const int disposition = dispositionFlags(creationDisposition);
-  if (!path || disposition < 0 ||
+  if (!path || disposition < 0 || (shareMode & ~kShareModes) != 0 ||
       (creationDisposition == TRUNCATE_EXISTING && !(desiredAccess & GENERIC_WRITE))) {
     fail(ERROR_INVALID_PARAMETER);
     return INVALID_HANDLE_VALUE;
   }
-  const std::string host = hostPath(path);
-  const bool existed = exists(host);
-  int fd;
-  do {
-    fd = ::open(host.c_str(), openFlags(desiredAccess) | disposition, 0644);
-  } while (fd < 0 && errno == EINTR);
-  if (fd < 0) {
-    fail(pathError(errno, host));
+  const HostPath host = resolveFileName(path);
+  if (host.error) {
+    fail(host.error);
     return INVALID_HANDLE_VALUE;
   }
-  struct stat info;
-  if (::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode)) {
-    // A directory opens only with backup semantics, which the sim does not offer.
-    ::close(fd);
-    fail(ERROR_ACCESS_DENIED);
-    return INVALID_HANDLE_VALUE;
+  int fd = -1;
+  std::string token;
+  bool existed = false;
+  {
+    MachineLock lock;
+    struct stat before;
+    existed = ::stat(host.path.c_str(), &before) == 0;
+    if (existed && creationDisposition != CREATE_NEW) {
+      const bool writes = (desiredAccess & GENERIC_WRITE) || creationDisposition == CREATE_ALWAYS ||
+                          creationDisposition == TRUNCATE_EXISTING;
+      if (writes && S_ISREG(before.st_mode) && readOnly(before)) {
+        fail(ERROR_ACCESS_DENIED);
+        return INVALID_HANDLE_VALUE;
+      }
+      if (const DWORD error = sharingCheck(identityOf(before), desiredAccess, shareMode)) {
+        fail(error);
+        return INVALID_HANDLE_VALUE;
+      }
+    }
+    const mode_t mode = (flagsAndAttributes & FILE_ATTRIBUTE_READONLY) ? 0444 : 0644;
+    do {
+      fd = ::open(host.path.c_str(), openFlags(desiredAccess) | disposition, mode);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) {
+      fail(pathError(errno, host.path));
+      return INVALID_HANDLE_VALUE;
+    }
+    // CREATE_ALWAYS makes an existing file read-only when asked to, as creation does.
+    if (existed && creationDisposition == CREATE_ALWAYS && (flagsAndAttributes & FILE_ATTRIBUTE_READONLY)) {
+      ::fchmod(fd, before.st_mode & 07555);
+    }
+    struct stat info;
+    if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
+      // A directory opens only with backup semantics, which the sim does not offer.
+      ::close(fd);
+      fail(ERROR_ACCESS_DENIED);
+      return INVALID_HANDLE_VALUE;
+    }
+    token = recordOpenHandle(identityOf(info), desiredAccess, shareMode);
   }
   const bool reportsExisting = creationDisposition == CREATE_ALWAYS || creationDisposition == OPEN_ALWAYS;
   platform::SetLastError(reportsExisting && existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
-  return insertHandle(HandleKind::Kernel, std::make_shared<HostFile>(fd, desiredAccess));
+  return insertHandle(HandleKind::Kernel, std::make_shared<HostFile>(fd, desiredAccess, std::move(token)));
 }
 
 BOOL lockHostFile(HANDLE file, bool exclusive, bool failImmediately) {
@@ -221,40 +269,62 @@ BOOL unlockHostFile(HANDLE file) {
   return host->lock(LOCK_UN) ? TRUE : fail(ERROR_NOT_LOCKED);
 }
 
+// Renames `from` to `to`; with `keepTarget`, a target that appeared since it was checked (made by a
+// program outside the machine lock) is left alone and errno is EEXIST, as Windows refuses it.
+static bool renameInPlace(const std::string& from, const std::string& to, bool keepTarget) {
+#ifdef RENAME_NOREPLACE
+  if (keepTarget) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+      return true;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {  // else a file system without the atomic form
+      return false;
+    }
+  }
+#else
+  (void)keepTarget;
+#endif
+  return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
 BOOL moveHostFile(const WCHAR* from, const WCHAR* to, DWORD flags) {
-  if (!from || !to) {
+  // A move at the next start cannot be a copy.
+  const DWORD copyAtReboot = MOVEFILE_COPY_ALLOWED | MOVEFILE_DELAY_UNTIL_REBOOT;
+  if (!from || !to || (flags & copyAtReboot) == copyAtReboot) {
     return fail(ERROR_INVALID_PARAMETER);
   }
-  const std::string source = hostPath(from);
-  const std::string target = hostPath(to);
-  if (!exists(source)) {
-    return fail(missingError(source));
+  const HostPath source = resolveFileName(from);
+  const HostPath target = resolveFileName(to);
+  if (source.error || target.error) {
+    return fail(source.error ? source.error : target.error);
   }
-  if (!(flags & MOVEFILE_REPLACE_EXISTING)) {
-#ifdef RENAME_NOREPLACE
-    // As on Windows, the check and the move are one step: a target made in between is refused.
-    if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
-      if (flags & MOVEFILE_WRITE_THROUGH) {
-        syncDirectoryOf(target);
-      }
-      return TRUE;
-    }
-    if (errno == EEXIST) {
+  MachineLock lock;
+  struct stat moved;
+  if (::stat(source.path.c_str(), &moved) != 0) {
+    return fail(missingError(source.path));
+  }
+  // Renaming opens the source for delete: a handle that does not share delete keeps it in place.
+  if (openWithoutDeleteSharing(identityOf(moved))) {
+    return fail(ERROR_SHARING_VIOLATION);
+  }
+  struct stat replaced;
+  if (::stat(target.path.c_str(), &replaced) == 0 && !sameFile(moved, replaced)) {
+    if (!(flags & MOVEFILE_REPLACE_EXISTING)) {
       return fail(ERROR_ALREADY_EXISTS);
     }
-    if (errno != EINVAL && errno != ENOSYS) {
-      return fail(errno == ENOENT ? ERROR_PATH_NOT_FOUND : pathError(errno, target));
-    }
-#endif
-    if (exists(target)) {  // a file system without the atomic form
-      return fail(ERROR_ALREADY_EXISTS);
+    // Windows replaces neither a read-only file, nor a directory, nor a file that is open, even
+    // with delete sharing (the name stays taken until its last handle is closed).
+    if (S_ISDIR(replaced.st_mode) || readOnly(replaced) || isOpen(identityOf(replaced))) {
+      return fail(ERROR_ACCESS_DENIED);
     }
   }
-  if (::rename(source.c_str(), target.c_str()) != 0) {
-    return fail(errno == ENOENT ? ERROR_PATH_NOT_FOUND : pathError(errno, target));
+  if (!renameInPlace(source.path, target.path, !(flags & MOVEFILE_REPLACE_EXISTING))) {
+    return fail(errno == EEXIST    ? ERROR_ALREADY_EXISTS
+                : errno == ENOENT ? ERROR_PATH_NOT_FOUND
+                                  : pathError(errno, target.path));
   }
   if (flags & MOVEFILE_WRITE_THROUGH) {
-    syncDirectoryOf(target);
+    syncDirectoryOf(target.path);
   }
   return TRUE;
 }

@@ -55,7 +55,8 @@ HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
   if (const std::optional<std::string> key = sim::pipeKeyOf(lpFileName)) {
     return sim::openPipeClient(*key, dwDesiredAccess);
   }
-  return sim::openHostFile(lpFileName, dwDesiredAccess, dwCreationDisposition);
+  return sim::openHostFile(lpFileName, dwDesiredAccess, dwShareMode, dwCreationDisposition,
+                           dwFlagsAndAttributes);
 }
 
 BOOL WaitNamedPipeW(LPCWSTR lpNamedPipeName, DWORD nTimeOut) {

@@ -2,6 +2,7 @@
 // record that the sim's loader and crypt32 read afterwards.
 #include <optional>
 
+#include "platform/sim/core/file_names.h"
 #include "platform/sim/library/library_files.h"
 #include "platform/sim/monitors/dxva2_exports.h"
 #include "platform/trust.h"
@@ -15,7 +16,7 @@ std::optional<sim::SimLibrary> dxva2After(std::vector<std::string> command) {
   command.insert(command.begin(), "library");
   tools_test::simToolAll({command});
   sim::SimLibrary library;
-  const auto file = sim::findInDirectory(sim::system32Dir(), "dxva2.dll");
+  const auto file = sim::findIgnoringCase(sim::system32Dir(), "dxva2.dll");
   const bool read = file && sim::readLibraryFile(*file, library) == sim::LibraryFileState::Library;
   return read ? std::optional<sim::SimLibrary>(library) : std::nullopt;
 }
