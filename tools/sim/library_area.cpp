@@ -16,6 +16,7 @@
 
 #include "platform/sim/library/library_files.h"
 #include "platform/trust.h"
+#include "tools/sim/arguments.h"
 #include "tools/sim/library_area.h"
 
 namespace simtool {
@@ -91,10 +92,10 @@ std::optional<sim::SimLibrary> readSystem32Library(const std::string& name) {
   return library;
 }
 
-void expectArguments(const std::vector<std::string>& args, std::size_t least, std::size_t most) {
-  if (args.size() < least || args.size() > most) {
-    throw UsageError("wrong number of arguments for library " + args[1]);
-  }
+// `library NAME VERB values...` takes from `least` to `most` values.
+void expectLibraryValues(const std::vector<std::string>& args, std::size_t least, std::size_t most) {
+  expectValues("library " + args[1], std::vector<std::string>(args.begin() + 2, args.end()), least,
+               most);
 }
 
 // The change that a command word stands for. Arguments are checked here, before anything is
@@ -103,7 +104,7 @@ void expectArguments(const std::vector<std::string>& args, std::size_t least, st
 std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& args) {
   const std::string& verb = args[1];
   if (verb == "unsigned") {
-    expectArguments(args, 2, 2);
+    expectLibraryValues(args, 0, 0);
     return [](sim::SimLibrary& library) {
       library.trustStatus = TRUST_E_NOSIGNATURE;
       library.trustLastError = static_cast<DWORD>(TRUST_E_NOSIGNATURE);
@@ -111,7 +112,7 @@ std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& 
     };
   }
   if (verb == "untrusted") {
-    expectArguments(args, 3, 4);
+    expectLibraryValues(args, 1, 2);
     const DWORD status = parseCode(args[2]);
     const DWORD lastError = args.size() == 4 ? parseCode(args[3]) : status;
     if (status == 0) {
@@ -123,7 +124,7 @@ std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& 
     };
   }
   if (verb == "subject") {
-    expectArguments(args, 3, 3);
+    expectLibraryValues(args, 1, 1);
     const std::string subject = args[2];
     return [subject, name = args[0]](sim::SimLibrary& library) {
       if (library.signers.empty()) {
@@ -133,7 +134,7 @@ std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& 
     };
   }
   if (verb == "no-opus") {
-    expectArguments(args, 2, 2);
+    expectLibraryValues(args, 0, 0);
     return [](sim::SimLibrary& library) {
       for (sim::SimSigner& signer : library.signers) {
         signer.opus.reset();
@@ -141,7 +142,7 @@ std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& 
     };
   }
   if (verb == "remove-export") {
-    expectArguments(args, 3, 3);
+    expectLibraryValues(args, 1, 1);
     return [function = args[2], name = args[0]](sim::SimLibrary& library) {
       std::vector<std::string>& exports = library.exports;
       const auto it = std::find(exports.begin(), exports.end(), function);
@@ -186,7 +187,7 @@ class LibraryArea : public SimArea {
       return 0;
     }
     if (args[1] == "restore" || args[1] == "remove") {
-      expectArguments(args, 2, 2);
+      expectLibraryValues(args, 0, 0);
       const bool done = args[1] == "restore" ? sim::restoreSystem32Library(name)
                                              : sim::removeSystem32Library(name);
       if (!done) {

@@ -30,12 +30,6 @@ BOOL fail(DWORD code) {
   return FALSE;
 }
 
-// The fault that a stored record has for a call, by its word.
-std::optional<DWORD> faultOf(const MonitorFaults& faults, const char* word) {
-  const auto it = faults.find(word);
-  return it == faults.end() ? std::nullopt : std::optional<DWORD>(it->second);
-}
-
 // The physical monitor behind a handle, as the machine holds it now, for a call that the fault
 // `faultWord` makes fail (none: no fault applies). Sets the last error and gives none when the
 // handle is not open, its monitor is gone or the call is to fail.
@@ -63,7 +57,7 @@ std::optional<SimPhysicalMonitor> resolve(HANDLE handle, const char* faultWord,
   }
   const SimPhysicalMonitor& physical = monitor->physical[found->index];
   if (faultWord) {
-    if (const std::optional<DWORD> code = faultOf(physical.faults, faultWord)) {
+    if (const std::optional<DWORD> code = faultValue(physical.faults, faultWord)) {
       setLastError(*code);
       return std::nullopt;
     }
@@ -106,7 +100,7 @@ BOOL WINAPI GetNumberOfPhysicalMonitorsFromHMONITOR(HMONITOR monitor, LPDWORD co
     *count = 0;
     return TRUE;
   }
-  if (const std::optional<DWORD> code = faultOf(behind->faults, "count")) {
+  if (const std::optional<DWORD> code = faultValue(behind->faults, "count")) {
     return fail(*code);
   }
   *count = static_cast<DWORD>(behind->physical.size());
@@ -124,7 +118,7 @@ BOOL WINAPI GetPhysicalMonitorsFromHMONITOR(HMONITOR monitor, DWORD size,
     // No physical monitor to hand out, so no array size is right.
     return fail(ERROR_INVALID_PARAMETER);
   }
-  if (const std::optional<DWORD> code = faultOf(behind->faults, "list")) {
+  if (const std::optional<DWORD> code = faultValue(behind->faults, "list")) {
     return fail(*code);
   }
   if (!monitors || size != behind->physical.size()) {

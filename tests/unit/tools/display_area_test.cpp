@@ -14,15 +14,12 @@ TEST_F(DisplayAreaTest, ChangesOneDisplayByAnyFormOfItsName) {
   tools_test::simToolAll({{"reset", "--displays", "3"},
                           {"display", "1", "ramp", "zero"},
                           {"display", "display2", "fault", "set-fails", "0x57"},
-                          {"display", "\\\\.\\DISPLAY3", "fault", "alter-readback", "2"},
-                          {"display", "3", "fault", "changing"},
-                          {"display", "3", "fault", "clear", "changing"}});
+                          {"display", "\\\\.\\DISPLAY3", "flags", "9"}});
   const std::vector<sim::SimDisplay> displays = sim::loadDisplays();
   ASSERT_EQ(displays.size(), 3u);
   EXPECT_EQ(displays[0].ramp, sim::RampWords{});
-  EXPECT_TRUE(displays[1].faults.setFails);
-  EXPECT_EQ(displays[1].faults.setErrorCode, 87u);
-  EXPECT_EQ(sim::describeFaults(displays[2].faults), std::vector<std::string>{"alter-readback 2"});
+  EXPECT_EQ(displays[1].faults, (sim::FaultSet{{sim::kSetFails, 87}}));
+  EXPECT_EQ(displays[2].stateFlags, 9u);
   EXPECT_EQ(displays[2].rect.left, 3840);
   const std::string shown = simTool({"show"}).output;
   EXPECT_PRED_FORMAT2(::testing::IsSubstring, "dark yes  faults: none", shown);
