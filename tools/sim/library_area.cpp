@@ -17,6 +17,7 @@
 #include "platform/sim/library/library_files.h"
 #include "platform/trust.h"
 #include "tools/sim/arguments.h"
+#include "tools/sim/fault_verb.h"
 #include "tools/sim/library_area.h"
 
 namespace simtool {
@@ -168,6 +169,7 @@ class LibraryArea : public SimArea {
            "       kestrine-sim library NAME subject TEXT    the first signer's subject\n"
            "       kestrine-sim library NAME no-opus         no opus attribute\n"
            "       kestrine-sim library NAME remove-export FUNCTION\n"
+           + faultUsage("library NAME", sim::libraryFaultKinds()) +
            "       kestrine-sim library NAME remove          the file is deleted\n"
            "       kestrine-sim library NAME restore         the default machine's file\n";
   }
@@ -195,6 +197,9 @@ class LibraryArea : public SimArea {
                                               : "no library " + name + " in System32");
       }
       return 0;
+    }
+    if (args[1] == "fault") {
+      return fault(name, std::vector<std::string>(args.begin() + 2, args.end()), out);
     }
     if (!sim::updateSystem32Library(name, changeFor(args))) {
       throw UsageError("no library " + name + " in System32");
@@ -224,6 +229,29 @@ class LibraryArea : public SimArea {
       libraries[name] = record;
     }
     return libraries;
+  }
+
+ private:
+  static int fault(const std::string& name, const std::vector<std::string>& words,
+                   std::ostream& out) {
+    const FaultCommand command = parseFaultCommand(sim::libraryFaultKinds(), words);
+    if (command.action == FaultCommand::Action::List) {
+      const std::optional<sim::SimLibrary> library = readSystem32Library(name);
+      if (!library) {
+        throw UsageError("no library " + name + " in System32");
+      }
+      out << faultListText(sim::libraryFaultKinds(), sim::libraryFaults(*library)) << "\n";
+      return 0;
+    }
+    const bool found = sim::updateSystem32Library(name, [&command](sim::SimLibrary& library) {
+      sim::FaultSet faults = sim::libraryFaults(library);
+      applyFaultCommand(command, faults);
+      sim::setLibraryFaults(library, faults);
+    });
+    if (!found) {
+      throw UsageError("no library " + name + " in System32");
+    }
+    return 0;
   }
 };
 

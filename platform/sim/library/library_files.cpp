@@ -25,6 +25,7 @@ namespace {
 constexpr const char* kSystem32 = "System32";
 constexpr const char* kFormatKey = "kestrineSimLibrary";
 constexpr const char* kDxva2 = "dxva2.dll";
+constexpr const char* kUntrusted = "untrusted";
 
 [[noreturn]] void malformed(const std::string& what) {
   throw std::runtime_error("sim: malformed library record: " + what);
@@ -163,6 +164,26 @@ std::optional<std::string> system32FileName(const std::string& name, const Machi
 }
 
 }  // namespace
+
+const std::vector<FaultKind>& libraryFaultKinds() {
+  static const std::vector<FaultKind> kinds{{kUntrusted, "CODE", 0xFFFFFFFFu, std::nullopt}};
+  return kinds;
+}
+
+FaultSet libraryFaults(const SimLibrary& library) {
+  if (library.trustStatus == 0) {
+    return {};
+  }
+  return {{kUntrusted, static_cast<DWORD>(library.trustStatus)}};
+}
+
+void setLibraryFaults(SimLibrary& library, const FaultSet& faults) {
+  const DWORD status = faultValue(faults, kUntrusted).value_or(0);
+  if (status == 0 || status != static_cast<DWORD>(library.trustStatus)) {
+    library.trustStatus = static_cast<LONG>(status);
+    library.trustLastError = status;
+  }
+}
 
 SimLibrary defaultDxva2Library() {
   SimLibrary library;

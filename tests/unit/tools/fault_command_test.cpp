@@ -1,6 +1,6 @@
 // The one `fault` command of every kestrine-sim area with faults, run as the built program: the
-// same words set, clear and list a display's and a monitor's faults, and `fault list` reads back
-// what the area's record then holds.
+// same words set, clear and list the faults of a display, a monitor and a library, and
+// `fault list` reads back what the area's record then holds.
 #include "tests/support/sim_test.h"
 #include "tests/unit/tools/sim_tool.h"
 
@@ -42,7 +42,13 @@ INSTANTIATE_TEST_SUITE_P(
                  {"monitor", "1", "fault", "list"}, "count 3223725442"},
         FaultRow{{{"monitor", "1", "fault", "caps-length"}, {"monitor", "1", "fault", "list"},
                   {"monitor", "1", "fault", "clear"}},
-                 {"monitor", "1", "fault", "list"}, "none"}));
+                 {"monitor", "1", "fault", "list"}, "none"},
+        FaultRow{{{"library", "DXVA2.DLL", "fault", "untrusted", "0x800B0100"}},
+                 {"library", "dxva2.dll", "fault", "list"}, "untrusted 2148204800"},
+        FaultRow{{{"library", "dxva2.dll", "untrusted", "5", "2"}}, {"library", "dxva2.dll", "fault", "list"},
+                 "untrusted 5"},
+        FaultRow{{{"library", "dxva2.dll", "unsigned"}, {"library", "dxva2.dll", "fault", "clear", "untrusted"}},
+                 {"library", "dxva2.dll", "fault", "list"}, "none"}));
 
 using FaultWords = testing_support::SimTest;
 
@@ -55,7 +61,8 @@ TEST_F(FaultWords, AreRefusedWithTheSameMessageInEveryArea) {
         Row{{"clear", "nope"}, "kestrine-sim: fault: unknown fault: nope"},
         Row{{"clear", "a", "b"}, "kestrine-sim: fault: fault clear takes at most one fault name"},
         Row{{"list", "all"}, "kestrine-sim: fault: fault list takes no value"}}) {
-    for (Command command : {Command{"display", "1", "fault"}, Command{"monitor", "1", "fault"}}) {
+    for (Command command : {Command{"display", "1", "fault"}, Command{"monitor", "1", "fault"},
+                            Command{"library", "dxva2.dll", "fault"}}) {
       command.insert(command.end(), words.begin(), words.end());
       const testing_support::ProcessResult result = tools_test::simTool(command);
       EXPECT_EQ(result.status, 2) << ::testing::PrintToString(command);
