@@ -57,12 +57,22 @@ std::string faultListText(const std::vector<sim::FaultKind>& kinds, const sim::F
 }
 
 std::string faultUsage(const std::string& target, const std::vector<sim::FaultKind>& kinds) {
+  const auto valueText = [](const sim::FaultKind& kind) {
+    return !kind.valueName   ? std::string()
+           : kind.defaultValue ? " [" + std::string(kind.valueName) + "]"
+                               : " " + std::string(kind.valueName);
+  };
+  // Kinds that all take the same value name it once, after the last word.
+  bool shared = true;
+  for (const sim::FaultKind& kind : kinds) {
+    shared = shared && valueText(kind) == valueText(kinds.front());
+  }
   std::string words;
   for (const sim::FaultKind& kind : kinds) {
-    words += (words.empty() ? "" : "|") + std::string(kind.word) +
-             (kind.valueName ? std::string(kind.defaultValue ? " [" : " ") + kind.valueName +
-                                   (kind.defaultValue ? "]" : "")
-                             : "");
+    words += (words.empty() ? "" : "|") + std::string(kind.word) + (shared ? "" : valueText(kind));
+  }
+  if (shared && !kinds.empty()) {
+    words += valueText(kinds.front());
   }
   const std::string prefix = "       kestrine-sim " + target + " fault ";
   return prefix + words + "\n" + prefix + "clear [FAULT]   clear one fault, or all\n" + prefix +

@@ -59,9 +59,7 @@ TEST_P(GammaPassTest, TurnedOffDisplayIsToldOnceUntilItComesBack) {
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
   // Each pass runs with DISPLAY1 on (false) or turned off (true), and must succeed.
   for (const bool off : {true, true, true, true, false, true, true}) {
-    changeDisplay(kDisplay1, [off](sim::SimDisplay& d) {
-      d.faults = off ? sim::FaultSet{{sim::kTurnedOff, 0}} : sim::FaultSet{};
-    });
+    changeDisplay(kDisplay1, [off](sim::SimDisplay& d) { d.faults.clear(); if (off) d.faults[sim::kTurnedOff] = 0; });
     EXPECT_TRUE(run(blanker));
   }
   const std::string notice = std::string("Could not ") + (GetParam() ? "blank" : "restore") +
