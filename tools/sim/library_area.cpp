@@ -23,12 +23,6 @@
 namespace simtool {
 namespace {
 
-std::string hexCode(DWORD code) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
-  return text;
-}
-
 // A 32-bit code given as hexadecimal (0x...), unsigned or signed decimal.
 DWORD parseCode(const std::string& text) {
   char* end = nullptr;
@@ -58,9 +52,9 @@ std::string serialText(const std::vector<BYTE>& bytes) {
 }
 
 void describe(std::ostream& out, const std::string& name, const sim::SimLibrary& library) {
-  out << name << "\n  trust: " << hexCode(static_cast<DWORD>(library.trustStatus))
+  out << name << "\n  trust: " << sim::hexCode(static_cast<DWORD>(library.trustStatus))
       << (library.trustStatus == 0 ? " (trusted)" : " (not trusted)") << ", last error "
-      << hexCode(library.trustLastError) << "\n";
+      << sim::hexCode(library.trustLastError) << "\n";
   if (library.signers.empty()) {
     out << "  no embedded signature\n";
   }
@@ -175,10 +169,6 @@ class LibraryArea : public SimArea {
   }
 
   int run(const std::vector<std::string>& args, std::ostream& out) override {
-    if (args.empty()) {
-      show(out, {});
-      return 0;
-    }
     const std::string& name = args[0];
     if (args.size() == 1) {
       const std::optional<sim::SimLibrary> library = readSystem32Library(name);

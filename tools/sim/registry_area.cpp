@@ -161,11 +161,7 @@ class RegistryArea : public SimArea {
            "                                                 everything below it\n";
   }
 
-  int run(const std::vector<std::string>& args, std::ostream& out) override {
-    if (args.empty()) {
-      show(out, {});
-      return 0;
-    }
+  int run(const std::vector<std::string>& args, std::ostream& /*out*/) override {
     if (args[0] == "set") {
       expectRegistryValues(args, 4, 4);
       set(keyPath(args[1]), parseValue(args[2], args[3], args[4]));

@@ -27,8 +27,8 @@ class SimArea {
   virtual std::string command() const = 0;
   virtual std::string usage() const = 0;
 
-  // Runs `kestrine-sim <command> args...`. Gives the exit status; throws UsageError on bad input
-  // before anything is changed.
+  // Runs `kestrine-sim <command> args...` (at least one; the command alone shows the area's
+  // section). Gives the exit status; throws UsageError on bad input before anything is changed.
   virtual int run(const std::vector<std::string>& args, std::ostream& out) = 0;
 
   // Options of `reset` that this area takes (e.g. "--displays"), each with one value.

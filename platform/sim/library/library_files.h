@@ -57,6 +57,9 @@ struct SimLibrary {
   std::vector<std::string> exports;
 };
 
+// A code as the record and kestrine-sim write it: "0x" and eight hexadecimal digits.
+std::string hexCode(DWORD value);
+
 // A library's faults in the sim's fault grammar: "untrusted CODE", WinVerifyTrust gives CODE for
 // the file, with CODE as the last error. The record keeps them in its "trust" field.
 const std::vector<FaultKind>& libraryFaultKinds();

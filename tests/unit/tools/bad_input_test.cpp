@@ -40,7 +40,7 @@ TEST_P(SimToolBadInput, IsRefusedAndChangesNothing) {
 INSTANTIATE_TEST_SUITE_P(
     Areas, SimToolBadInput,
     ::testing::Values(
-        BadInput{{"display"}, 2, "kestrine-sim: "},
+        BadInput{{"display", "1"}, 2, "display needs a NAME and a command"},
         BadInput{{"display", "9", "ramp", "zero"}, 2, "kestrine-sim: "},
         BadInput{{"display", "1", "ramp-file", "/no/such/ramp.json"}, 2, "kestrine-sim: "},
         BadInput{{"display", "1", "fault", "set-fails", "87x"}, 2, "fault: set-fails needs CODE, a number"},
