@@ -109,20 +109,21 @@ std::string describeFlags(DWORD flags) {
   return text.empty() ? "none" : text;
 }
 
+// The usage lines of the area.
+std::string displayUsage() {
+  return "       kestrine-sim reset --displays N   N displays \\\\.\\DISPLAY1..N side by side (0 to 32)\n"
+         "       kestrine-sim show --png FILE      also draw each display through its ramp\n"
+         "       kestrine-sim display NAME ramp identity|linear|zero\n"
+         "       kestrine-sim display NAME ramp-file FILE   {\"red\":[256 words],\"green\":[..],\"blue\":[..]}\n"
+         "       kestrine-sim display NAME dump             that JSON of the display's ramp\n"
+         "       kestrine-sim display NAME flags N          adapter flags: 1 attached, 4 primary, 8 mirroring\n"
+         + faultUsage("display NAME", sim::displayFaultKinds()) +
+         "         NAME is \\\\.\\DISPLAY1, DISPLAY1 or 1\n";
+}
+
 class DisplayArea : public SimArea {
  public:
-  std::string command() const override { return "display"; }
-
-  std::string usage() const override {
-    return "       kestrine-sim reset --displays N   N displays \\\\.\\DISPLAY1..N side by side (0 to 32)\n"
-           "       kestrine-sim show --png FILE      also draw each display through its ramp\n"
-           "       kestrine-sim display NAME ramp identity|linear|zero\n"
-           "       kestrine-sim display NAME ramp-file FILE   {\"red\":[256 words],\"green\":[..],\"blue\":[..]}\n"
-           "       kestrine-sim display NAME dump             that JSON of the display's ramp\n"
-           "       kestrine-sim display NAME flags N          adapter flags: 1 attached, 4 primary, 8 mirroring\n"
-           + faultUsage("display NAME", sim::displayFaultKinds()) +
-           "         NAME is \\\\.\\DISPLAY1, DISPLAY1 or 1\n";
-  }
+  DisplayArea() : SimArea("display", displayUsage()) {}
 
   int run(const std::vector<std::string>& args, std::ostream& out) override {
     if (args.size() < 2) {

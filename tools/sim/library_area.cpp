@@ -150,23 +150,24 @@ std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& 
   throw UsageError("unknown library command: " + verb);
 }
 
+// The usage lines of the area.
+std::string libraryUsage() {
+  return "       kestrine-sim library                      the libraries in System32\n"
+         "       kestrine-sim library NAME                 NAME's signature and exports\n"
+         "       kestrine-sim library NAME unsigned        no signature at all\n"
+         "       kestrine-sim library NAME untrusted STATUS [LAST-ERROR]\n"
+         "                                                 WinVerifyTrust gives STATUS\n"
+         "       kestrine-sim library NAME subject TEXT    the first signer's subject\n"
+         "       kestrine-sim library NAME no-opus         no opus attribute\n"
+         "       kestrine-sim library NAME remove-export FUNCTION\n"
+         + faultUsage("library NAME", sim::libraryFaultKinds()) +
+         "       kestrine-sim library NAME remove          the file is deleted\n"
+         "       kestrine-sim library NAME restore         the default machine's file\n";
+}
+
 class LibraryArea : public SimArea {
  public:
-  std::string command() const override { return "library"; }
-
-  std::string usage() const override {
-    return "       kestrine-sim library                      the libraries in System32\n"
-           "       kestrine-sim library NAME                 NAME's signature and exports\n"
-           "       kestrine-sim library NAME unsigned        no signature at all\n"
-           "       kestrine-sim library NAME untrusted STATUS [LAST-ERROR]\n"
-           "                                                 WinVerifyTrust gives STATUS\n"
-           "       kestrine-sim library NAME subject TEXT    the first signer's subject\n"
-           "       kestrine-sim library NAME no-opus         no opus attribute\n"
-           "       kestrine-sim library NAME remove-export FUNCTION\n"
-           + faultUsage("library NAME", sim::libraryFaultKinds()) +
-           "       kestrine-sim library NAME remove          the file is deleted\n"
-           "       kestrine-sim library NAME restore         the default machine's file\n";
-  }
+  LibraryArea() : SimArea("library", libraryUsage()) {}
 
   int run(const std::vector<std::string>& args, std::ostream& out) override {
     const std::string& name = args[0];

@@ -177,23 +177,24 @@ bool isDisplayMonitor(const std::string& display) {
   return stored != displays.end() && sim::isDisplayMonitor(*stored);
 }
 
+// The usage lines of the area.
+std::string monitorUsage() {
+  return "       kestrine-sim monitor list                   each physical monitor with its D6 value\n"
+         "       kestrine-sim monitor NAME[:N] value V       D6 (power mode) now: 1 on, 4 off\n"
+         "       kestrine-sim monitor NAME[:N] maximum V     the maximum D6 value it reports\n"
+         "       kestrine-sim monitor NAME[:N] caps TEXT     its MCCS capabilities string\n"
+         "       kestrine-sim monitor NAME[:N] description TEXT\n"
+         "       kestrine-sim monitor NAME[:N] sticks yes|no whether a written D6 value is taken\n"
+         "       kestrine-sim monitor NAME count N           physical monitors behind the display (0 to 8)\n"
+         + faultUsage("monitor NAME[:N]", sim::monitorFaultKinds()) +
+         "         NAME is a display (\\\\.\\DISPLAY1, DISPLAY1 or 1); N picks its physical\n"
+         "         monitor, from 1 (default 1). count and list are the display's own faults.\n"
+         "         A fault's CODE is the call's last error (default 0xC0262582).\n";
+}
+
 class MonitorArea : public SimArea {
  public:
-  std::string command() const override { return "monitor"; }
-
-  std::string usage() const override {
-    return "       kestrine-sim monitor list                   each physical monitor with its D6 value\n"
-           "       kestrine-sim monitor NAME[:N] value V       D6 (power mode) now: 1 on, 4 off\n"
-           "       kestrine-sim monitor NAME[:N] maximum V     the maximum D6 value it reports\n"
-           "       kestrine-sim monitor NAME[:N] caps TEXT     its MCCS capabilities string\n"
-           "       kestrine-sim monitor NAME[:N] description TEXT\n"
-           "       kestrine-sim monitor NAME[:N] sticks yes|no whether a written D6 value is taken\n"
-           "       kestrine-sim monitor NAME count N           physical monitors behind the display (0 to 8)\n"
-           + faultUsage("monitor NAME[:N]", sim::monitorFaultKinds()) +
-           "         NAME is a display (\\\\.\\DISPLAY1, DISPLAY1 or 1); N picks its physical\n"
-           "         monitor, from 1 (default 1). count and list are the display's own faults.\n"
-           "         A fault's CODE is the call's last error (default 0xC0262582).\n";
-  }
+  MonitorArea() : SimArea("monitor", monitorUsage()) {}
 
   int run(const std::vector<std::string>& args, std::ostream& out) override {
     if (args.size() == 1 && args[0] == "list") {

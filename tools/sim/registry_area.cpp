@@ -149,17 +149,18 @@ void expectRegistryValues(const std::vector<std::string>& args, std::size_t leas
                most);
 }
 
+// The usage lines of the area.
+std::string registryUsage() {
+  return "       kestrine-sim reg                          the registry's keys and values\n"
+         "       kestrine-sim reg set KEY NAME sz|expand_sz|dword DATA\n"
+         "                                                 KEY below HKLM, made if missing\n"
+         "       kestrine-sim reg delete KEY [NAME]        the value NAME, or the key and\n"
+         "                                                 everything below it\n";
+}
+
 class RegistryArea : public SimArea {
  public:
-  std::string command() const override { return "reg"; }
-
-  std::string usage() const override {
-    return "       kestrine-sim reg                          the registry's keys and values\n"
-           "       kestrine-sim reg set KEY NAME sz|expand_sz|dword DATA\n"
-           "                                                 KEY below HKLM, made if missing\n"
-           "       kestrine-sim reg delete KEY [NAME]        the value NAME, or the key and\n"
-           "                                                 everything below it\n";
-  }
+  RegistryArea() : SimArea("reg", registryUsage()) {}
 
   int run(const std::vector<std::string>& args, std::ostream& /*out*/) override {
     if (args[0] == "set") {

@@ -25,7 +25,6 @@ namespace {
 constexpr const char* kSystem32 = "System32";
 constexpr const char* kFormatKey = "kestrineSimLibrary";
 constexpr const char* kDxva2 = "dxva2.dll";
-constexpr const char* kUntrusted = "untrusted";
 
 [[noreturn]] void malformed(const std::string& what) {
   throw std::runtime_error("sim: malformed library record: " + what);

@@ -62,6 +62,7 @@ std::string hexCode(DWORD value);
 
 // A library's faults in the sim's fault grammar: "untrusted CODE", WinVerifyTrust gives CODE for
 // the file, with CODE as the last error. The record keeps them in its "trust" field.
+constexpr const char* kUntrusted = "untrusted";
 const std::vector<FaultKind>& libraryFaultKinds();
 FaultSet libraryFaults(const SimLibrary& library);
 // A fault that is set already keeps its stored last error; with none set the file is trusted.
