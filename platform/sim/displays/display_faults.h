@@ -9,12 +9,18 @@
 
 namespace sim {
 
-constexpr const char* kGetFails = "get-fails";            // GetDeviceGammaRamp gives 0 (last error 87)
-constexpr const char* kSetFails = "set-fails";            // SetDeviceGammaRamp gives 0 with CODE
-constexpr const char* kNoDeviceContext = "no-dc";         // CreateDCA gives null, the monitor stays active
-constexpr const char* kTurnedOff = "off";                 // CreateDCA gives null, the monitor is not active
-constexpr const char* kAlteredReadback = "alter-readback";  // SetDeviceGammaRamp stores the first N words plus 1
-constexpr const char* kChanging = "changing";             // each read gives a different green[255]
+// GetDeviceGammaRamp gives 0 (last error 87).
+constexpr const char* kGetFails = "get-fails";
+// SetDeviceGammaRamp gives 0 with CODE as the last error.
+constexpr const char* kSetFails = "set-fails";
+// CreateDCA gives null; the monitor stays active.
+constexpr const char* kNoDeviceContext = "no-dc";
+// CreateDCA gives null and the monitor is not active.
+constexpr const char* kTurnedOff = "off";
+// SetDeviceGammaRamp stores the first N words plus 1.
+constexpr const char* kAlteredReadback = "alter-readback";
+// Each read gives a different green[255].
+constexpr const char* kChanging = "changing";
 
 // Every display fault, in the order kestrine-sim lists them.
 const std::vector<FaultKind>& displayFaultKinds();
