@@ -9,23 +9,21 @@ FaultCommand parseFaultCommand(const std::vector<sim::FaultKind>& kinds,
                                const std::vector<std::string>& words) {
   FaultCommand command;
   try {
-    if (!words.empty() && (words[0] == "list" || words[0] == "clear")) {
-      if (words[0] == "list" && words.size() != 1) {
-        throw std::invalid_argument("fault list takes no value");
-      }
+    if (words.empty()) {
+      command.action = FaultCommand::Action::List;
+    } else if (words[0] == "clear") {
       if (words.size() > 2) {
         throw std::invalid_argument("fault clear takes at most one fault name");
       }
-      command.action = words[0] == "list"   ? FaultCommand::Action::List
-                       : words.size() == 1 ? FaultCommand::Action::ClearAll
-                                           : FaultCommand::Action::Clear;
+      command.action = words.size() == 1 ? FaultCommand::Action::ClearAll
+                                         : FaultCommand::Action::Clear;
       if (command.action == FaultCommand::Action::Clear) {
         command.fault.word = sim::knownFaultKind(kinds, words[1]).word;
       }
-      return command;
+    } else {
+      command.action = FaultCommand::Action::Set;
+      command.fault = sim::parseFault(kinds, words);
     }
-    command.action = FaultCommand::Action::Set;
-    command.fault = sim::parseFault(kinds, words);
   } catch (const std::invalid_argument& e) {
     throw UsageError(std::string("fault: ") + e.what());
   }
@@ -76,7 +74,7 @@ std::string faultUsage(const std::string& target, const std::vector<sim::FaultKi
   }
   const std::string prefix = "       kestrine-sim " + target + " fault ";
   return prefix + words + "\n" + prefix + "clear [FAULT]   clear one fault, or all\n" + prefix +
-         "list            the faults that are set\n";
+         "                the faults that are set\n";
 }
 
 }  // namespace simtool

@@ -1,7 +1,8 @@
 // Only the `fault` command that every kestrine-sim area with faults takes lives here:
 //   kestrine-sim AREA NAME fault WORD [VALUE]   set one fault
 //   kestrine-sim AREA NAME fault clear [WORD]   clear one fault, or all
-//   kestrine-sim AREA NAME fault list           the faults that are set
+//   kestrine-sim AREA NAME fault                the faults that are set
+// (`list` is a fault word of the monitors, so the listing takes no word.)
 // The words are the area's fault kinds, in the sim's one fault grammar.
 #pragma once
 
@@ -26,7 +27,7 @@ FaultCommand parseFaultCommand(const std::vector<sim::FaultKind>& kinds,
 // Sets or clears in `faults` what the command says (List leaves them alone).
 void applyFaultCommand(const FaultCommand& command, sim::FaultSet& faults);
 
-// The faults that are set, as `show` and `fault list` print them: "set-fails 87, changing", or
+// The faults that are set, as `show` and a bare `fault` print them: "set-fails 87, changing", or
 // "none".
 std::string faultListText(const std::vector<sim::FaultKind>& kinds, const sim::FaultSet& faults);
 
