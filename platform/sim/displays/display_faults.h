@@ -10,17 +10,17 @@
 namespace sim {
 
 // GetDeviceGammaRamp gives 0 (last error 87).
-constexpr const char* kGetFails = "get-fails";
+constexpr FaultKind kGetFails{"get-fails", nullptr, 0, std::nullopt};
 // SetDeviceGammaRamp gives 0 with CODE as the last error.
-constexpr const char* kSetFails = "set-fails";
+constexpr FaultKind kSetFails{"set-fails", "CODE", 0xFFFFFFFFu, std::nullopt};
 // CreateDCA gives null; the monitor stays active.
-constexpr const char* kNoDeviceContext = "no-dc";
+constexpr FaultKind kNoDeviceContext{"no-dc", nullptr, 0, std::nullopt};
 // CreateDCA gives null and the monitor is not active.
-constexpr const char* kTurnedOff = "off";
+constexpr FaultKind kTurnedOff{"off", nullptr, 0, std::nullopt};
 // SetDeviceGammaRamp stores the first N words plus 1.
-constexpr const char* kAlteredReadback = "alter-readback";
+constexpr FaultKind kAlteredReadback{"alter-readback", "N", 768, std::nullopt};
 // Each read gives a different green[255].
-constexpr const char* kChanging = "changing";
+constexpr FaultKind kChanging{"changing", nullptr, 0, std::nullopt};
 
 // Every display fault, in the order kestrine-sim lists them.
 const std::vector<FaultKind>& displayFaultKinds();
