@@ -4,7 +4,6 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
-#include <cctype>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -13,49 +12,16 @@
 
 #include "blanking/gamma/gamma_ramp.h"
 #include "platform/sim/displays/display_state.h"
+#include "tools/sim/arguments.h"
 #include "tools/sim/damaged_listing.h"
 #include "tools/sim/display_picture.h"
+#include "tools/sim/fault_verb.h"
 
 namespace simtool {
 namespace {
 
 constexpr unsigned long kMaximumDisplays = 32;
-constexpr const char* kDevicePrefix = "\\\\.\\";
 constexpr const char* kChannels[] = {"red", "green", "blue"};
-
-std::string upper(std::string text) {
-  for (char& c : text) {
-    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  }
-  return text;
-}
-
-// "\\.\DISPLAY1", "DISPLAY1" or "1", matched without regard to case as Windows does.
-std::string resolveName(const std::string& given) {
-  std::string full = given;
-  if (!given.empty() && given.find_first_not_of("0123456789") == std::string::npos) {
-    full = std::string(kDevicePrefix) + "DISPLAY" + given;
-  } else if (given.compare(0, 4, kDevicePrefix) != 0) {
-    full = kDevicePrefix + given;
-  }
-  std::string known;
-  for (const std::string& name : sim::displayNames()) {
-    if (upper(name) == upper(full)) {
-      return name;
-    }
-    known += (known.empty() ? "" : ", ") + name;
-  }
-  throw UsageError("unknown display: " + given + " (the machine has: " +
-                   (known.empty() ? "none" : known) + ")");
-}
-
-unsigned long number(const std::string& text, unsigned long maximum, const std::string& what) {
-  if (const std::optional<unsigned long> value = sim::parseDisplayNumber(text, maximum)) {
-    return *value;
-  }
-  throw UsageError(what + " must be a number from 0 to " + std::to_string(maximum) + ", not '" +
-                   text + "'");
-}
 
 sim::RampWords toWords(const GammaRamp& ramp) {
   sim::RampWords words{};
@@ -143,83 +109,51 @@ std::string describeFlags(DWORD flags) {
   return text.empty() ? "none" : text;
 }
 
-std::string join(const std::vector<std::string>& texts) {
-  std::string text;
-  for (const std::string& piece : texts) {
-    text += (text.empty() ? "" : ", ") + piece;
-  }
-  return text.empty() ? "none" : text;
-}
-
-// What `display NAME fault ...` asks for. It is tried once on scratch faults, so that bad words
-// are refused before the machine changes.
-std::function<void(sim::DisplayFaults&)> faultChange(const std::vector<std::string>& words) {
-  std::function<void(sim::DisplayFaults&)> apply;
-  if (!words.empty() && words[0] == "clear") {
-    if (words.size() > 2) {
-      throw UsageError("fault clear takes at most one fault name");
-    }
-    const std::string kind = words.size() == 2 ? words[1] : std::string();
-    apply = [kind](sim::DisplayFaults& faults) {
-      if (kind.empty()) {
-        faults = sim::DisplayFaults{};
-      } else {
-        sim::clearFault(kind, faults);
-      }
-    };
-  } else {
-    apply = [words](sim::DisplayFaults& faults) { sim::setFault(words, faults); };
-  }
-  try {
-    sim::DisplayFaults scratch;
-    apply(scratch);
-  } catch (const std::invalid_argument& e) {
-    throw UsageError(std::string("fault: ") + e.what());
-  }
-  return apply;
+// The usage lines of the area.
+std::string displayUsage() {
+  return "       kestrine-sim reset --displays N   N displays \\\\.\\DISPLAY1..N side by side (0 to 32)\n"
+         "       kestrine-sim show --png FILE      also draw each display through its ramp\n"
+         "       kestrine-sim display NAME ramp identity|linear|zero\n"
+         "       kestrine-sim display NAME ramp-file FILE   {\"red\":[256 words],\"green\":[..],\"blue\":[..]}\n"
+         "       kestrine-sim display NAME dump             that JSON of the display's ramp\n"
+         "       kestrine-sim display NAME flags N          adapter flags: 1 attached, 4 primary, 8 mirroring\n"
+         + faultUsage("display NAME", sim::displayFaultKinds()) +
+         "         NAME is \\\\.\\DISPLAY1, DISPLAY1 or 1\n";
 }
 
 class DisplayArea : public SimArea {
  public:
-  std::string command() const override { return "display"; }
-
-  std::string usage() const override {
-    return "       kestrine-sim reset --displays N   N displays \\\\.\\DISPLAY1..N side by side (0 to 32)\n"
-           "       kestrine-sim show --png FILE      also draw each display through its ramp\n"
-           "       kestrine-sim display NAME ramp identity|linear|zero\n"
-           "       kestrine-sim display NAME ramp-file FILE   {\"red\":[256 words],\"green\":[..],\"blue\":[..]}\n"
-           "       kestrine-sim display NAME dump             that JSON of the display's ramp\n"
-           "       kestrine-sim display NAME flags N          adapter flags: 1 attached, 4 primary, 8 mirroring\n"
-           "       kestrine-sim display NAME fault get-fails|set-fails CODE|no-dc|off|alter-readback N|changing\n"
-           "       kestrine-sim display NAME fault clear [FAULT]   clear one fault, or all\n"
-           "         NAME is \\\\.\\DISPLAY1, DISPLAY1 or 1\n";
-  }
+  DisplayArea() : SimArea("display", displayUsage()) {}
 
   int run(const std::vector<std::string>& args, std::ostream& out) override {
     if (args.size() < 2) {
       throw UsageError("display needs a NAME and a command");
     }
-    const std::string name = resolveName(args[0]);
+    const std::string name = resolveDisplay(args[0]).name;
     const std::string& verb = args[1];
     const std::vector<std::string> rest(args.begin() + 2, args.end());
     if (verb == "dump") {
-      expectValues(verb, rest, 0);
+      expectValues(verb, rest, 0, 0);
       out << Json::writeString(compactWriter(), rampToJson(sim::loadDisplay(name)->ramp)) << "\n";
       return 0;
     }
     if (verb == "ramp" || verb == "ramp-file") {
-      expectValues(verb, rest, 1);
+      expectValues(verb, rest, 1, 1);
       const sim::RampWords ramp = verb == "ramp" ? namedRamp(rest[0]) : rampFromFile(rest[0]);
       return change(name, [&ramp](sim::SimDisplay& d) { d.ramp = ramp; });
     }
     if (verb == "flags") {
-      expectValues(verb, rest, 1);
+      expectValues(verb, rest, 1, 1);
       const auto flags = static_cast<DWORD>(number(rest[0], 0xFFFFFFFFul, "flags"));
       return change(name, [flags](sim::SimDisplay& d) { d.stateFlags = flags; });
     }
     if (verb == "fault") {
-      const auto apply = faultChange(rest);
-      return change(name, [&apply](sim::SimDisplay& d) { apply(d.faults); });
+      const FaultCommand command = parseFaultCommand(sim::displayFaultKinds(), rest);
+      if (command.action == FaultCommand::Action::List) {
+        out << faultListText(sim::displayFaultKinds(), sim::loadDisplay(name).value().faults) << "\n";
+        return 0;
+      }
+      return change(name, [&command](sim::SimDisplay& d) { applyFaultCommand(command, d.faults); });
     }
     throw UsageError("unknown display command: " + verb);
   }
@@ -254,7 +188,7 @@ class DisplayArea : public SimArea {
           << "x" << d.rect.bottom - d.rect.top << "\n"
           << "      brightness R " << d.ramp[255] << " G " << d.ramp[511] << " B " << d.ramp[767]
           << "  dark " << (isDark(d.ramp) ? "yes" : "no") << "  faults: "
-          << join(sim::describeFaults(d.faults)) << "\n";
+          << faultListText(sim::displayFaultKinds(), d.faults) << "\n";
     }
     if (const auto png = options.find("--png"); png != options.end()) {
       writeDisplayPicture(displays, png->second);
@@ -278,7 +212,7 @@ class DisplayArea : public SimArea {
       entry["brightness"]["blue"] = Json::UInt(d.ramp[767]);
       entry["dark"] = isDark(d.ramp);
       entry["faults"] = Json::Value(Json::arrayValue);
-      for (const std::string& fault : sim::describeFaults(d.faults)) {
+      for (const std::string& fault : sim::describeFaults(sim::displayFaultKinds(), d.faults)) {
         entry["faults"].append(fault);
       }
       list.append(entry);
@@ -288,13 +222,6 @@ class DisplayArea : public SimArea {
   }
 
  private:
-  static void expectValues(const std::string& verb, const std::vector<std::string>& values,
-                           std::size_t count) {
-    if (values.size() != count) {
-      throw UsageError(verb + " takes " + std::to_string(count) + " value(s)");
-    }
-  }
-
   static Json::StreamWriterBuilder compactWriter() {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";

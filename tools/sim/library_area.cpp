@@ -17,16 +17,12 @@
 #include "platform/sim/core/file_names.h"
 #include "platform/sim/library/library_files.h"
 #include "platform/trust.h"
+#include "tools/sim/arguments.h"
+#include "tools/sim/fault_verb.h"
 #include "tools/sim/library_area.h"
 
 namespace simtool {
 namespace {
-
-std::string hexCode(DWORD code) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
-  return text;
-}
 
 // A 32-bit code given as hexadecimal (0x...), unsigned or signed decimal.
 DWORD parseCode(const std::string& text) {
@@ -57,9 +53,9 @@ std::string serialText(const std::vector<BYTE>& bytes) {
 }
 
 void describe(std::ostream& out, const std::string& name, const sim::SimLibrary& library) {
-  out << name << "\n  trust: " << hexCode(static_cast<DWORD>(library.trustStatus))
+  out << name << "\n  trust: " << sim::hexCode(static_cast<DWORD>(library.trustStatus))
       << (library.trustStatus == 0 ? " (trusted)" : " (not trusted)") << ", last error "
-      << hexCode(library.trustLastError) << "\n";
+      << sim::hexCode(library.trustLastError) << "\n";
   if (library.signers.empty()) {
     out << "  no embedded signature\n";
   }
@@ -92,10 +88,10 @@ std::optional<sim::SimLibrary> readSystem32Library(const std::string& name) {
   return library;
 }
 
-void expectArguments(const std::vector<std::string>& args, std::size_t least, std::size_t most) {
-  if (args.size() < least || args.size() > most) {
-    throw UsageError("wrong number of arguments for library " + args[1]);
-  }
+// `library NAME VERB values...` takes from `least` to `most` values.
+void expectLibraryValues(const std::vector<std::string>& args, std::size_t least, std::size_t most) {
+  expectValues("library " + args[1], std::vector<std::string>(args.begin() + 2, args.end()), least,
+               most);
 }
 
 // The change that a command word stands for. Arguments are checked here, before anything is
@@ -104,7 +100,7 @@ void expectArguments(const std::vector<std::string>& args, std::size_t least, st
 std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& args) {
   const std::string& verb = args[1];
   if (verb == "unsigned") {
-    expectArguments(args, 2, 2);
+    expectLibraryValues(args, 0, 0);
     return [](sim::SimLibrary& library) {
       library.trustStatus = TRUST_E_NOSIGNATURE;
       library.trustLastError = static_cast<DWORD>(TRUST_E_NOSIGNATURE);
@@ -112,7 +108,7 @@ std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& 
     };
   }
   if (verb == "untrusted") {
-    expectArguments(args, 3, 4);
+    expectLibraryValues(args, 1, 2);
     const DWORD status = parseCode(args[2]);
     const DWORD lastError = args.size() == 4 ? parseCode(args[3]) : status;
     if (status == 0) {
@@ -124,7 +120,7 @@ std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& 
     };
   }
   if (verb == "subject") {
-    expectArguments(args, 3, 3);
+    expectLibraryValues(args, 1, 1);
     const std::string subject = args[2];
     return [subject, name = args[0]](sim::SimLibrary& library) {
       if (library.signers.empty()) {
@@ -134,7 +130,7 @@ std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& 
     };
   }
   if (verb == "no-opus") {
-    expectArguments(args, 2, 2);
+    expectLibraryValues(args, 0, 0);
     return [](sim::SimLibrary& library) {
       for (sim::SimSigner& signer : library.signers) {
         signer.opus.reset();
@@ -142,7 +138,7 @@ std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& 
     };
   }
   if (verb == "remove-export") {
-    expectArguments(args, 3, 3);
+    expectLibraryValues(args, 1, 1);
     return [function = args[2], name = args[0]](sim::SimLibrary& library) {
       std::vector<std::string>& exports = library.exports;
       const auto it = std::find(exports.begin(), exports.end(), function);
@@ -155,28 +151,26 @@ std::function<void(sim::SimLibrary&)> changeFor(const std::vector<std::string>& 
   throw UsageError("unknown library command: " + verb);
 }
 
+// The usage lines of the area.
+std::string libraryUsage() {
+  return "       kestrine-sim library                      the libraries in System32\n"
+         "       kestrine-sim library NAME                 NAME's signature and exports\n"
+         "       kestrine-sim library NAME unsigned        no signature at all\n"
+         "       kestrine-sim library NAME untrusted STATUS [LAST-ERROR]\n"
+         "                                                 WinVerifyTrust gives STATUS\n"
+         "       kestrine-sim library NAME subject TEXT    the first signer's subject\n"
+         "       kestrine-sim library NAME no-opus         no opus attribute\n"
+         "       kestrine-sim library NAME remove-export FUNCTION\n"
+         + faultUsage("library NAME", sim::libraryFaultKinds()) +
+         "       kestrine-sim library NAME remove          the file is deleted\n"
+         "       kestrine-sim library NAME restore         the default machine's file\n";
+}
+
 class LibraryArea : public SimArea {
  public:
-  std::string command() const override { return "library"; }
-
-  std::string usage() const override {
-    return "       kestrine-sim library                      the libraries in System32\n"
-           "       kestrine-sim library NAME                 NAME's signature and exports\n"
-           "       kestrine-sim library NAME unsigned        no signature at all\n"
-           "       kestrine-sim library NAME untrusted STATUS [LAST-ERROR]\n"
-           "                                                 WinVerifyTrust gives STATUS\n"
-           "       kestrine-sim library NAME subject TEXT    the first signer's subject\n"
-           "       kestrine-sim library NAME no-opus         no opus attribute\n"
-           "       kestrine-sim library NAME remove-export FUNCTION\n"
-           "       kestrine-sim library NAME remove          the file is deleted\n"
-           "       kestrine-sim library NAME restore         the default machine's file\n";
-  }
+  LibraryArea() : SimArea("library", libraryUsage()) {}
 
   int run(const std::vector<std::string>& args, std::ostream& out) override {
-    if (args.empty()) {
-      show(out, {});
-      return 0;
-    }
     const std::string& name = args[0];
     if (args.size() == 1) {
       const std::optional<sim::SimLibrary> library = readSystem32Library(name);
@@ -187,7 +181,7 @@ class LibraryArea : public SimArea {
       return 0;
     }
     if (args[1] == "restore" || args[1] == "remove") {
-      expectArguments(args, 2, 2);
+      expectLibraryValues(args, 0, 0);
       const bool done = args[1] == "restore" ? sim::restoreSystem32Library(name)
                                              : sim::removeSystem32Library(name);
       if (!done) {
@@ -195,6 +189,9 @@ class LibraryArea : public SimArea {
                                               : "no library " + name + " in System32");
       }
       return 0;
+    }
+    if (args[1] == "fault") {
+      return fault(name, std::vector<std::string>(args.begin() + 2, args.end()), out);
     }
     if (!sim::updateSystem32Library(name, changeFor(args))) {
       throw UsageError("no library " + name + " in System32");
@@ -224,6 +221,29 @@ class LibraryArea : public SimArea {
       libraries[name] = record;
     }
     return libraries;
+  }
+
+ private:
+  static int fault(const std::string& name, const std::vector<std::string>& words,
+                   std::ostream& out) {
+    const FaultCommand command = parseFaultCommand(sim::libraryFaultKinds(), words);
+    if (command.action == FaultCommand::Action::List) {
+      const std::optional<sim::SimLibrary> library = readSystem32Library(name);
+      if (!library) {
+        throw UsageError("no library " + name + " in System32");
+      }
+      out << faultListText(sim::libraryFaultKinds(), sim::libraryFaults(*library)) << "\n";
+      return 0;
+    }
+    const bool found = sim::updateSystem32Library(name, [&command](sim::SimLibrary& library) {
+      sim::FaultSet faults = sim::libraryFaults(library);
+      applyFaultCommand(command, faults);
+      sim::setLibraryFaults(library, faults);
+    });
+    if (!found) {
+      throw UsageError("no library " + name + " in System32");
+    }
+    return 0;
   }
 };
 

@@ -1,7 +1,7 @@
 // kestrine-sim: looks at and changes the simulated Windows machine.
 //   kestrine-sim reset [area options]     a fresh default machine
 //   kestrine-sim show [--json] [options]  what the machine holds
-//   kestrine-sim <area> ...               commands of one area
+//   kestrine-sim <area> ...               commands of one area; alone, its part of show
 #include <json/value.h>
 #include <json/writer.h>
 
@@ -23,7 +23,8 @@ using simtool::UsageError;
 std::string usageText(const std::vector<std::unique_ptr<SimArea>>& areas) {
   std::string text =
       "usage: kestrine-sim reset [options]\n"
-      "       kestrine-sim show [--json] [options]\n";
+      "       kestrine-sim show [--json] [options]\n"
+      "       kestrine-sim AREA                 that area's part of show\n";
   for (const auto& area : areas) {
     text += area->usage();
   }
@@ -121,6 +122,10 @@ int dispatch(const std::vector<std::unique_ptr<SimArea>>& areas,
     return show(areas, rest);
   }
   for (const auto& area : areas) {
+    if (area->command() == args[0] && rest.empty()) {
+      area->show(std::cout, {});
+      return 0;
+    }
     if (area->command() == args[0]) {
       return area->run(rest, std::cout);
     }

@@ -6,26 +6,25 @@
 #include <json/reader.h>
 
 #include <algorithm>
-#include <cctype>
 #include <functional>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "platform/sim/displays/display_faults.h"
 #include "platform/sim/monitors/display_monitors.h"
 #include "platform/sim/displays/display_state.h"
 #include "platform/sim/monitors/monitor_state.h"
 #include "platform/sim/core/utf.h"
+#include "tools/sim/arguments.h"
 #include "tools/sim/damaged_listing.h"
+#include "tools/sim/fault_verb.h"
 
 namespace simtool {
 namespace {
 
 constexpr unsigned long kMaximumPhysicalMonitors = 8;
 constexpr std::size_t kMaximumCapabilitiesBytes = 32767;
-constexpr const char* kDevicePrefix = "\\\\.\\";
 
 // `monitor NAME[:N]`: a display, and one of its physical monitors (1-based) when N is given.
 struct Target {
@@ -33,22 +32,6 @@ struct Target {
   std::size_t displayNumber = 0;  // 1-based place in the display list
   std::optional<std::size_t> physical;
 };
-
-bool sameText(const std::string& a, const std::string& b) {
-  return a.size() == b.size() &&
-         std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::toupper(static_cast<unsigned char>(x)) ==
-                  std::toupper(static_cast<unsigned char>(y));
-         });
-}
-
-unsigned long number(const std::string& text, unsigned long maximum, const std::string& what) {
-  if (const std::optional<unsigned long> value = sim::parseDisplayNumber(text, maximum)) {
-    return *value;
-  }
-  throw UsageError(what + " must be a number from 0 to " + std::to_string(maximum) + ", not '" +
-                   text + "'");
-}
 
 // NAME is \\.\DISPLAY1, DISPLAY1 or 1, matched without regard to case.
 Target parseTarget(const std::string& given) {
@@ -62,19 +45,10 @@ Target parseTarget(const std::string& given) {
     }
     target.physical = physical;
   }
-  const bool digits = !name.empty() && name.find_first_not_of("0123456789") == std::string::npos;
-  const std::string full = digits ? std::string(kDevicePrefix) + "DISPLAY" + name
-                           : name.compare(0, 4, kDevicePrefix) == 0 ? name
-                                                                    : kDevicePrefix + name;
-  const std::vector<std::string> names = sim::displayNames();
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    if (sameText(names[i], full)) {
-      target.display = names[i];
-      target.displayNumber = i + 1;
-      return target;
-    }
-  }
-  throw UsageError("unknown display: " + name);
+  const DisplayName display = resolveDisplay(name);
+  target.display = display.name;
+  target.displayNumber = display.number;
+  return target;
 }
 
 sim::SimPhysicalMonitor& physicalOf(const Target& target, sim::SimMonitor& monitor) {
@@ -93,15 +67,8 @@ Change onPhysical(const Target& target, std::function<void(sim::SimPhysicalMonit
   return [target, edit](sim::SimMonitor& monitor) { edit(physicalOf(target, monitor)); };
 }
 
-void expectValues(const std::string& verb, const std::vector<std::string>& values,
-                  std::size_t least, std::size_t most) {
-  if (values.size() < least || values.size() > most) {
-    throw UsageError("wrong number of values for monitor " + verb);
-  }
-}
-
 Change countChange(const Target& target, const std::vector<std::string>& values) {
-  expectValues("count", values, 1, 1);
+  expectValues("monitor count", values, 1, 1);
   if (target.physical) {
     throw UsageError("count belongs to the display: name it without :N");
   }
@@ -119,48 +86,40 @@ Change countChange(const Target& target, const std::vector<std::string>& values)
 }
 
 // The faults of the display or of its physical monitor, whichever the fault word belongs to.
-sim::MonitorFaults& faultsFor(const Target& target, const sim::MonitorFaultKind& kind,
-                              sim::SimMonitor& monitor) {
-  return kind.scope == sim::MonitorFaultScope::Display ? monitor.faults
-                                                      : physicalOf(target, monitor).faults;
+sim::FaultSet& faultsFor(const Target& target, const std::string& word, sim::SimMonitor& monitor) {
+  return sim::isDisplayMonitorFault(word) ? monitor.faults : physicalOf(target, monitor).faults;
 }
 
-const sim::MonitorFaultKind& faultKind(const Target& target, const std::string& word) {
-  const sim::MonitorFaultKind* kind = sim::findMonitorFault(word);
-  if (!kind) {
-    std::string known;
-    for (const sim::MonitorFaultKind& k : sim::monitorFaultKinds()) {
-      known += std::string(known.empty() ? "" : ", ") + k.word;
-    }
-    throw UsageError("unknown monitor fault: " + word + " (use " + known + ")");
+// The display's faults and those of the target's physical monitor: what its calls meet.
+sim::FaultSet targetFaults(const Target& target) {
+  const std::optional<sim::SimMonitor> stored = sim::loadMonitor(target.display);
+  if (!stored) {
+    throw std::runtime_error("display " + target.display + " went away");
   }
-  if (kind->scope == sim::MonitorFaultScope::Display && target.physical) {
-    throw UsageError("the " + word + " fault belongs to the display: name it without :N");
+  sim::SimMonitor monitor = *stored;
+  sim::FaultSet faults = monitor.faults;
+  if (target.physical || !monitor.physical.empty()) {
+    const sim::FaultSet& physical = physicalOf(target, monitor).faults;
+    faults.insert(physical.begin(), physical.end());
   }
-  return *kind;
+  return faults;
 }
 
-Change faultChange(const Target& target, const std::vector<std::string>& values) {
-  expectValues("fault", values, 1, 2);
-  if (values[0] == "clear") {
-    if (values.size() == 1) {
-      return [target](sim::SimMonitor& monitor) {
-        monitor.faults.clear();
-        for (sim::SimPhysicalMonitor& physical : monitor.physical) {
-          physical.faults.clear();
-        }
-      };
-    }
-    const sim::MonitorFaultKind& kind = faultKind(target, values[1]);
-    return [target, &kind](sim::SimMonitor& monitor) {
-      faultsFor(target, kind, monitor).erase(kind.word);
+Change faultChange(const Target& target, const FaultCommand& command) {
+  if (command.action == FaultCommand::Action::ClearAll) {
+    return [](sim::SimMonitor& monitor) {
+      monitor.faults.clear();
+      for (sim::SimPhysicalMonitor& physical : monitor.physical) {
+        physical.faults.clear();
+      }
     };
   }
-  const sim::MonitorFaultKind& kind = faultKind(target, values[0]);
-  const auto code = static_cast<DWORD>(values.size() == 2 ? number(values[1], 0xFFFFFFFFul, "CODE")
-                                                          : sim::kDefaultMonitorFaultCode);
-  return [target, &kind, code](sim::SimMonitor& monitor) {
-    faultsFor(target, kind, monitor)[kind.word] = code;
+  const std::string& word = command.fault.word;
+  if (sim::isDisplayMonitorFault(word) && target.physical) {
+    throw UsageError("the " + word + " fault belongs to the display: name it without :N");
+  }
+  return [target, command](sim::SimMonitor& monitor) {
+    applyFaultCommand(command, faultsFor(target, command.fault.word, monitor));
   };
 }
 
@@ -208,18 +167,7 @@ Change changeFor(const Target& target, const std::string& verb,
   if (verb == "count") {
     return countChange(target, values);
   }
-  if (verb == "fault") {
-    return faultChange(target, values);
-  }
   throw UsageError("unknown monitor command: " + verb);
-}
-
-std::string faultText(const sim::MonitorFaults& faults) {
-  std::string text;
-  for (const auto& [word, code] : faults) {
-    text += (text.empty() ? "" : ", ") + word + " " + std::to_string(code);
-  }
-  return text.empty() ? "none" : text;
 }
 
 bool isDisplayMonitor(const std::string& display) {
@@ -229,24 +177,24 @@ bool isDisplayMonitor(const std::string& display) {
   return stored != displays.end() && sim::isDisplayMonitor(*stored);
 }
 
+// The usage lines of the area.
+std::string monitorUsage() {
+  return "       kestrine-sim monitor list                   each physical monitor with its D6 value\n"
+         "       kestrine-sim monitor NAME[:N] value V       D6 (power mode) now: 1 on, 4 off\n"
+         "       kestrine-sim monitor NAME[:N] maximum V     the maximum D6 value it reports\n"
+         "       kestrine-sim monitor NAME[:N] caps TEXT     its MCCS capabilities string\n"
+         "       kestrine-sim monitor NAME[:N] description TEXT\n"
+         "       kestrine-sim monitor NAME[:N] sticks yes|no whether a written D6 value is taken\n"
+         "       kestrine-sim monitor NAME count N           physical monitors behind the display (0 to 8)\n"
+         + faultUsage("monitor NAME[:N]", sim::monitorFaultKinds()) +
+         "         NAME is a display (\\\\.\\DISPLAY1, DISPLAY1 or 1); N picks its physical\n"
+         "         monitor, from 1 (default 1). count and list are the display's own faults.\n"
+         "         A fault's CODE is the call's last error (default 0xC0262582).\n";
+}
+
 class MonitorArea : public SimArea {
  public:
-  std::string command() const override { return "monitor"; }
-
-  std::string usage() const override {
-    return "       kestrine-sim monitor list                   each physical monitor with its D6 value\n"
-           "       kestrine-sim monitor NAME[:N] value V       D6 (power mode) now: 1 on, 4 off\n"
-           "       kestrine-sim monitor NAME[:N] maximum V     the maximum D6 value it reports\n"
-           "       kestrine-sim monitor NAME[:N] caps TEXT     its MCCS capabilities string\n"
-           "       kestrine-sim monitor NAME[:N] description TEXT\n"
-           "       kestrine-sim monitor NAME[:N] sticks yes|no whether a written D6 value is taken\n"
-           "       kestrine-sim monitor NAME count N           physical monitors behind the display (0 to 8)\n"
-           "       kestrine-sim monitor NAME[:N] fault count|list|get|set|caps-length|caps [CODE]\n"
-           "       kestrine-sim monitor NAME[:N] fault clear [FAULT]   clear one fault, or all\n"
-           "         NAME is a display (\\\\.\\DISPLAY1, DISPLAY1 or 1); N picks its physical\n"
-           "         monitor, from 1 (default 1). count and list are the display's own faults.\n"
-           "         A fault's CODE is the call's last error (default 0xC0262582).\n";
-  }
+  MonitorArea() : SimArea("monitor", monitorUsage()) {}
 
   int run(const std::vector<std::string>& args, std::ostream& out) override {
     if (args.size() == 1 && args[0] == "list") {
@@ -257,8 +205,18 @@ class MonitorArea : public SimArea {
       throw UsageError("monitor needs list, or a NAME and a command");
     }
     const Target target = parseTarget(args[0]);
-    const Change change =
-        changeFor(target, args[1], std::vector<std::string>(args.begin() + 2, args.end()));
+    const std::vector<std::string> values(args.begin() + 2, args.end());
+    Change change;
+    if (args[1] == "fault") {
+      const FaultCommand command = parseFaultCommand(sim::monitorFaultKinds(), values);
+      if (command.action == FaultCommand::Action::List) {
+        out << faultListText(sim::monitorFaultKinds(), targetFaults(target)) << "\n";
+        return 0;
+      }
+      change = faultChange(target, command);
+    } else {
+      change = changeFor(target, args[1], values);
+    }
     if (!sim::updateMonitor(target.display, change)) {
       throw std::runtime_error("display " + target.display + " went away");
     }
@@ -274,12 +232,12 @@ class MonitorArea : public SimArea {
     for (const sim::SimMonitor& monitor : monitors) {
       out << "  " << monitor.display << "  " << monitor.physical.size() << " physical"
           << (isDisplayMonitor(monitor.display) ? "" : ", not a display monitor now")
-          << "  faults: " << faultText(monitor.faults) << "\n";
+          << "  faults: " << faultListText(sim::monitorFaultKinds(), monitor.faults) << "\n";
       for (std::size_t i = 0; i < monitor.physical.size(); ++i) {
         const sim::SimPhysicalMonitor& p = monitor.physical[i];
         out << "    " << i + 1 << ": \"" << p.description << "\"  D6 " << p.powerMode
             << " (maximum " << p.powerModeMaximum << ")  sets "
-            << (p.setSticks ? "stick" : "do not stick") << "  faults: " << faultText(p.faults)
+            << (p.setSticks ? "stick" : "do not stick") << "  faults: " << faultListText(sim::monitorFaultKinds(), p.faults)
             << "\n       caps " << (p.capabilities.empty() ? "(empty)" : p.capabilities) << "\n";
       }
     }

@@ -13,6 +13,7 @@
 #include "platform/sim/core/machine.h"
 #include "platform/sim/registry/registry_store.h"
 #include "platform/sim/core/utf.h"
+#include "tools/sim/arguments.h"
 
 namespace simtool {
 namespace {
@@ -25,7 +26,7 @@ using sim::registry::Value;
 std::string keyPath(const std::string& given) {
   std::string relative = given;
   for (const std::string prefix : {"hklm\\", "hkey_local_machine\\"}) {
-    if (sim::registry::fold(given.substr(0, prefix.size())) == prefix) {
+    if (sameText(given.substr(0, prefix.size()), prefix)) {
       relative = given.substr(prefix.size());
       break;
     }
@@ -50,20 +51,10 @@ std::string stringData(const std::string& text) {
 }
 
 std::string dwordData(const std::string& text) {
-  std::size_t used = 0;
-  unsigned long long number = 0;
-  try {
-    number = std::stoull(text, &used, 0);
-  } catch (const std::logic_error&) {
-    used = 0;
-  }
-  if (text.empty() || used != text.size() || text.front() == '-' || number > 0xFFFFFFFFull) {
-    throw UsageError("dword data must be a number from 0 to 4294967295 (or 0x...), not '" + text +
-                     "'");
-  }
+  const unsigned long value = number(text, 0xFFFFFFFFul, "dword data");
   std::string bytes;
   for (int shift = 0; shift < 32; shift += 8) {
-    bytes += static_cast<char>((number >> shift) & 0xFF);
+    bytes += static_cast<char>((value >> shift) & 0xFF);
   }
   return bytes;
 }
@@ -152,36 +143,33 @@ Json::Value jsonData(const Value& value) {
   return hexBytes(value);
 }
 
-void expectArguments(const std::vector<std::string>& args, std::size_t least, std::size_t most) {
-  if (args.size() < least || args.size() > most) {
-    throw UsageError("wrong number of arguments for reg " + args[0]);
-  }
+// `reg VERB values...` takes from `least` to `most` values.
+void expectRegistryValues(const std::vector<std::string>& args, std::size_t least, std::size_t most) {
+  expectValues("reg " + args[0], std::vector<std::string>(args.begin() + 1, args.end()), least,
+               most);
+}
+
+// The usage lines of the area.
+std::string registryUsage() {
+  return "       kestrine-sim reg                          the registry's keys and values\n"
+         "       kestrine-sim reg set KEY NAME sz|expand_sz|dword DATA\n"
+         "                                                 KEY below HKLM, made if missing\n"
+         "       kestrine-sim reg delete KEY [NAME]        the value NAME, or the key and\n"
+         "                                                 everything below it\n";
 }
 
 class RegistryArea : public SimArea {
  public:
-  std::string command() const override { return "reg"; }
+  RegistryArea() : SimArea("reg", registryUsage()) {}
 
-  std::string usage() const override {
-    return "       kestrine-sim reg                          the registry's keys and values\n"
-           "       kestrine-sim reg set KEY NAME sz|expand_sz|dword DATA\n"
-           "                                                 KEY below HKLM, made if missing\n"
-           "       kestrine-sim reg delete KEY [NAME]        the value NAME, or the key and\n"
-           "                                                 everything below it\n";
-  }
-
-  int run(const std::vector<std::string>& args, std::ostream& out) override {
-    if (args.empty()) {
-      show(out, {});
-      return 0;
-    }
+  int run(const std::vector<std::string>& args, std::ostream& /*out*/) override {
     if (args[0] == "set") {
-      expectArguments(args, 5, 5);
+      expectRegistryValues(args, 4, 4);
       set(keyPath(args[1]), parseValue(args[2], args[3], args[4]));
       return 0;
     }
     if (args[0] == "delete") {
-      expectArguments(args, 2, 3);
+      expectRegistryValues(args, 1, 2);
       const std::string path = keyPath(args[1]);
       if (args.size() == 3) {
         deleteValue(path, args[2]);

@@ -9,6 +9,7 @@
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace simtool {
@@ -21,14 +22,16 @@ class UsageError : public std::runtime_error {
 
 class SimArea {
  public:
+  // `command` is the area's command word ("display", "reg", ...), `usage` its usage lines.
+  SimArea(std::string command, std::string usage)
+      : commandWord(std::move(command)), usageLines(std::move(usage)) {}
   virtual ~SimArea() = default;
 
-  // The command word of the area ("display", "reg", ...), and its usage lines.
-  virtual std::string command() const = 0;
-  virtual std::string usage() const = 0;
+  const std::string& command() const { return commandWord; }
+  const std::string& usage() const { return usageLines; }
 
-  // Runs `kestrine-sim <command> args...`. Gives the exit status; throws UsageError on bad input
-  // before anything is changed.
+  // Runs `kestrine-sim <command> args...` (at least one; the command alone shows the area's
+  // section). Gives the exit status; throws UsageError on bad input before anything is changed.
   virtual int run(const std::vector<std::string>& args, std::ostream& out) = 0;
 
   // Options of `reset` that this area takes (e.g. "--displays"), each with one value.
@@ -47,6 +50,10 @@ class SimArea {
   virtual void show(std::ostream& out, const std::map<std::string, std::string>& options) = 0;
   // The area's part of `show --json`.
   virtual Json::Value showJson() = 0;
+
+ private:
+  std::string commandWord;
+  std::string usageLines;
 };
 
 // Every area of the sim, in the order `show` lists them.

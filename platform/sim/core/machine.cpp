@@ -5,6 +5,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
@@ -57,8 +58,8 @@ MachineLock::~MachineLock() {
   ::close(fd);
 }
 
-std::optional<std::string> readMachineFile(const std::string& relativePath) {
-  std::ifstream in(machineDir() / relativePath, std::ios::binary);
+std::optional<std::string> readWholeFile(const fs::path& file) {
+  std::ifstream in(file, std::ios::binary);
   if (!in) {
     return std::nullopt;
   }
@@ -67,20 +68,32 @@ std::optional<std::string> readMachineFile(const std::string& relativePath) {
   return content.str();
 }
 
-void writeMachineFile(const std::string& relativePath, const std::string& content) {
-  const fs::path target = machineDir() / relativePath;
-  fs::create_directories(target.parent_path());
-  fs::path temporary = target;
-  temporary += ".tmp." + std::to_string(::getpid());
+void replaceFile(const fs::path& file, const std::string& content) {
+  // The temporary name is unique to this process and call, so that threads and processes that
+  // replace the same file at once never write into one temporary file.
+  static std::atomic<unsigned long> serial{0};
+  fs::create_directories(file.parent_path());
+  fs::path temporary = file;
+  temporary += ".tmp." + std::to_string(::getpid()) + "." + std::to_string(++serial);
   {
     std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
     out.write(content.data(), static_cast<std::streamsize>(content.size()));
     out.flush();
     if (!out) {
+      std::error_code ec;
+      fs::remove(temporary, ec);
       throw std::runtime_error("sim: cannot write " + temporary.string());
     }
   }
-  fs::rename(temporary, target);
+  fs::rename(temporary, file);
+}
+
+std::optional<std::string> readMachineFile(const std::string& relativePath) {
+  return readWholeFile(machineDir() / relativePath);
+}
+
+void writeMachineFile(const std::string& relativePath, const std::string& content) {
+  replaceFile(machineDir() / relativePath, content);
 }
 
 void removeMachineFile(const std::string& relativePath) {

@@ -30,11 +30,18 @@ class MachineLock {
   int fd;
 };
 
+// Reads a whole file. Empty optional if it cannot be opened (it does not exist).
+std::optional<std::string> readWholeFile(const std::filesystem::path& file);
+
+// Replaces a file of the machine's root atomically: the content is written to a temporary file
+// beside it, flushed and renamed over it, so that a reader in any process sees the old content
+// or the new one, never part of it. Every record the sim stores goes through here.
+void replaceFile(const std::filesystem::path& file, const std::string& content);
+
 // Reads a machine file (path relative to machineDir()). Empty optional if it does not exist.
 std::optional<std::string> readMachineFile(const std::string& relativePath);
 
-// Replaces a machine file atomically: written to a temporary file beside it and renamed over it,
-// so that a reader sees either the old or the new content, never half of it.
+// Replaces a machine file (path relative to machineDir()) as replaceFile does.
 void writeMachineFile(const std::string& relativePath, const std::string& content);
 
 // Removes a machine file if it exists.

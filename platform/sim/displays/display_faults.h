@@ -1,42 +1,28 @@
-// Only the simulated displays' faults and their words live here, as kestrine-sim takes them and
-// the display records store them: "get-fails", "set-fails CODE", "no-dc", "off",
-// "alter-readback N", "changing".
+// Only the simulated displays' fault words live here, as kestrine-sim takes them and the display
+// records store them: "get-fails", "set-fails CODE", "no-dc", "off", "alter-readback N",
+// "changing". Each fault is independent of the others.
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <string>
 #include <vector>
 
-#include "platform/types.h"
+#include "platform/sim/core/faults.h"
 
 namespace sim {
 
-// Each fault is independent of the others.
-struct DisplayFaults {
-  bool getFails = false;                   // GetDeviceGammaRamp gives 0 (last error 87)
-  bool setFails = false;                   // SetDeviceGammaRamp gives 0 ...
-  DWORD setErrorCode = 0;                  // ... with this last error
-  bool noDeviceContext = false;            // CreateDCA gives null, the monitor stays active
-  bool turnedOff = false;                  // CreateDCA gives null and the monitor is not active
-  std::uint32_t alteredReadbackWords = 0;  // SetDeviceGammaRamp stores the first N words plus 1
-  bool changing = false;                   // each read gives a different green[255]
-};
+// GetDeviceGammaRamp gives 0 (last error 87).
+constexpr FaultKind kGetFails{"get-fails", nullptr, 0, std::nullopt};
+// SetDeviceGammaRamp gives 0 with CODE as the last error.
+constexpr FaultKind kSetFails{"set-fails", "CODE", 0xFFFFFFFFu, std::nullopt};
+// CreateDCA gives null; the monitor stays active.
+constexpr FaultKind kNoDeviceContext{"no-dc", nullptr, 0, std::nullopt};
+// CreateDCA gives null and the monitor is not active.
+constexpr FaultKind kTurnedOff{"off", nullptr, 0, std::nullopt};
+// SetDeviceGammaRamp stores the first N words plus 1.
+constexpr FaultKind kAlteredReadback{"alter-readback", "N", 768, std::nullopt};
+// Each read gives a different green[255].
+constexpr FaultKind kChanging{"changing", nullptr, 0, std::nullopt};
 
-// The faults that are set, one text each, e.g. {"set-fails 87", "changing"}.
-std::vector<std::string> describeFaults(const DisplayFaults& faults);
-
-// Sets the fault that `words` name ({"set-fails", "87"}). Throws std::invalid_argument, leaving
-// `faults` alone, when they name none or its value is missing or out of range.
-void setFault(const std::vector<std::string>& words, DisplayFaults& faults);
-
-// Clears the fault of that name. Throws std::invalid_argument for an unknown name.
-void clearFault(const std::string& kind, DisplayFaults& faults);
-
-// The names of all faults, in the order above.
-std::vector<std::string> faultNames();
-
-// A whole text that is a decimal or 0x-hexadecimal number no greater than `maximum`.
-std::optional<unsigned long> parseDisplayNumber(const std::string& text, unsigned long maximum);
+// Every display fault, in the order kestrine-sim lists them.
+const std::vector<FaultKind>& displayFaultKinds();
 
 }  // namespace sim

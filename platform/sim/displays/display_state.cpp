@@ -99,14 +99,15 @@ void decodeChannel(const char* cursor, SimDisplay& display, std::size_t channel)
   }
 }
 
-void decodeFault(const std::string& text, DisplayFaults& faults) {
+void decodeFault(const std::string& text, FaultSet& faults) {
   std::istringstream in(text);
   std::vector<std::string> words;
   for (std::string word; in >> word;) {
     words.push_back(word);
   }
   try {
-    setFault(words, faults);
+    const Fault fault = parseFault(displayFaultKinds(), words);
+    faults[fault.word] = fault.value;
   } catch (const std::invalid_argument& e) {
     malformed(e.what());
   }
@@ -137,8 +138,8 @@ bool isListed(const std::vector<std::string>& names, const std::string& name) {
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-void encodeFaults(const DisplayFaults& faults, std::string& text) {
-  for (const std::string& fault : describeFaults(faults)) {
+void encodeFaults(const FaultSet& faults, std::string& text) {
+  for (const std::string& fault : describeFaults(displayFaultKinds(), faults)) {
     text += "fault " + fault + "\n";
   }
 }

@@ -26,7 +26,7 @@ struct SimDisplay {
   DWORD stateFlags = 0;     // adapter StateFlags (attached, primary, mirroring driver, ...)
   RECT rect{};              // the display's place on the desktop
   RampWords ramp{};         // the ramp the device holds now
-  DisplayFaults faults;
+  FaultSet faults;          // words of displayFaultKinds()
   std::uint32_t readCount = 0;  // reads so far while the ramp is changing
 
   // The name of its one monitor entry: "<name>\Monitor0".

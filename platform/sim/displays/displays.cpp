@@ -64,7 +64,7 @@ void describeAdapter(const sim::SimDisplay& display, DWORD index, DISPLAY_DEVICE
 void describeMonitor(const sim::SimDisplay& display, DISPLAY_DEVICEA& device) {
   copyText(device.DeviceName, sizeof device.DeviceName, display.monitorName());
   copyText(device.DeviceString, sizeof device.DeviceString, "Generic PnP Monitor");
-  device.StateFlags = display.faults.turnedOff
+  device.StateFlags = display.faults.count(sim::kTurnedOff.word) != 0
                           ? DISPLAY_DEVICE_ATTACHED
                           : DISPLAY_DEVICE_ACTIVE | DISPLAY_DEVICE_ATTACHED;
   copyText(device.DeviceID, sizeof device.DeviceID, "MONITOR\\SIM0000");
@@ -140,7 +140,8 @@ HDC CreateDCA(LPCSTR pwszDriver, LPCSTR pwszDevice, LPCSTR pszPort, const DEVMOD
   return sim::failOnDamage<HDC>(nullptr, [&]() -> HDC {
     const std::optional<std::string> name = findDisplayName(pwszDevice);
     const std::optional<sim::SimDisplay> display = name ? sim::loadDisplay(*name) : std::nullopt;
-    if (!display || display->faults.noDeviceContext || display->faults.turnedOff) {
+    if (!display || display->faults.count(sim::kNoDeviceContext.word) != 0 ||
+        display->faults.count(sim::kTurnedOff.word) != 0) {
       fail(ERROR_INVALID_PARAMETER);
       return nullptr;
     }
@@ -162,10 +163,10 @@ BOOL GetDeviceGammaRamp(HDC hdc, LPVOID lpRamp) {
   }
   return sim::failOnDamage<BOOL>(FALSE, [&]() -> BOOL {
     std::optional<sim::SimDisplay> display = sim::loadDisplay(*name);
-    if (!lpRamp || !display || display->faults.getFails) {
+    if (!lpRamp || !display || display->faults.count(sim::kGetFails.word) != 0) {
       return fail(ERROR_INVALID_PARAMETER);
     }
-    if (display->faults.changing) {
+    if (display->faults.count(sim::kChanging.word) != 0) {
       // Every read moves green[255] on by one more step, so no two reads in a row agree.
       sim::updateDisplay(*name, [&display](sim::SimDisplay& stored) {
         ++stored.readCount;
@@ -190,12 +191,14 @@ BOOL SetDeviceGammaRamp(HDC hdc, LPVOID lpRamp) {
   return sim::failOnDamage<BOOL>(FALSE, [&]() -> BOOL {
     std::optional<DWORD> refusal;
     const bool found = sim::updateDisplay(*name, [&](sim::SimDisplay& stored) {
-      if (stored.faults.setFails) {
-        refusal = stored.faults.setErrorCode;
+      refusal = sim::faultValue(stored.faults, sim::kSetFails.word);
+      if (refusal) {
         return;
       }
       std::memcpy(stored.ramp.data(), lpRamp, sizeof stored.ramp);
-      for (std::uint32_t i = 0; i < stored.faults.alteredReadbackWords && i < sim::kRampWords; ++i) {
+      const DWORD altered =
+          sim::faultValue(stored.faults, sim::kAlteredReadback.word).value_or(0);
+      for (std::uint32_t i = 0; i < altered && i < sim::kRampWords; ++i) {
         ++stored.ramp[i];
       }
     });

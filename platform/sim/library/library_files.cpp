@@ -37,23 +37,16 @@ std::string lowerCase(std::string text) {
   return text;
 }
 
-std::string hexCode(DWORD value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(value));
-  return text;
-}
-
 DWORD parseCode(const Json::Value& value, const std::string& key) {
   if (value.isUInt()) {
     return value.asUInt();
   }
   const std::string text = value.asString();
-  char* end = nullptr;
-  const unsigned long code = std::strtoul(text.c_str(), &end, 0);
-  if (text.empty() || *end != '\0' || code > 0xFFFFFFFFul) {
+  const std::optional<unsigned long> code = parseNumber(text, 0xFFFFFFFFul);
+  if (!code) {
     malformed(key + " is not a 32-bit code: " + text);
   }
-  return static_cast<DWORD>(code);
+  return static_cast<DWORD>(*code);
 }
 
 std::string serialText(const std::vector<BYTE>& bytes) {
@@ -164,6 +157,32 @@ std::optional<std::string> system32FileName(const std::string& name, const Machi
 }
 
 }  // namespace
+
+std::string hexCode(DWORD value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(value));
+  return text;
+}
+
+const std::vector<FaultKind>& libraryFaultKinds() {
+  static const std::vector<FaultKind> kinds{{kUntrusted, "CODE", 0xFFFFFFFFu, std::nullopt}};
+  return kinds;
+}
+
+FaultSet libraryFaults(const SimLibrary& library) {
+  if (library.trustStatus == 0) {
+    return {};
+  }
+  return {{kUntrusted, static_cast<DWORD>(library.trustStatus)}};
+}
+
+void setLibraryFaults(SimLibrary& library, const FaultSet& faults) {
+  const DWORD status = faultValue(faults, kUntrusted).value_or(0);
+  if (status == 0 || status != static_cast<DWORD>(library.trustStatus)) {
+    library.trustStatus = static_cast<LONG>(status);
+    library.trustLastError = status;
+  }
+}
 
 SimLibrary defaultDxva2Library() {
   SimLibrary library;

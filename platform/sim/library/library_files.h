@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/sim/core/faults.h"
 #include "platform/sim/core/machine.h"
 #include "platform/types.h"
 
@@ -55,6 +56,17 @@ struct SimLibrary {
   std::vector<SimSigner> signers;
   std::vector<std::string> exports;
 };
+
+// A code as the record and kestrine-sim write it: "0x" and eight hexadecimal digits.
+std::string hexCode(DWORD value);
+
+// A library's faults in the sim's fault grammar: "untrusted CODE", WinVerifyTrust gives CODE for
+// the file, with CODE as the last error. The record keeps them in its "trust" field.
+constexpr const char* kUntrusted = "untrusted";
+const std::vector<FaultKind>& libraryFaultKinds();
+FaultSet libraryFaults(const SimLibrary& library);
+// A fault that is set already keeps its stored last error; with none set the file is trusted.
+void setLibraryFaults(SimLibrary& library, const FaultSet& faults);
 
 // The default "dxva2.dll": trusted, signed by "Microsoft Windows", with the eight Monitor
 // Configuration exports.

@@ -37,7 +37,8 @@ std::optional<SimDisplay> readableDisplay(const std::string& name) {
 
 bool isDisplayMonitor(const SimDisplay& display) {
   return (display.stateFlags & DISPLAY_DEVICE_ATTACHED_TO_DESKTOP) != 0 &&
-         (display.stateFlags & DISPLAY_DEVICE_MIRRORING_DRIVER) == 0 && !display.faults.turnedOff;
+         (display.stateFlags & DISPLAY_DEVICE_MIRRORING_DRIVER) == 0 &&
+         display.faults.count(kTurnedOff.word) == 0;
 }
 
 std::vector<std::pair<HMONITOR, SimDisplay>> displayMonitors() {

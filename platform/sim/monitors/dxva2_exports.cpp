@@ -30,12 +30,6 @@ BOOL fail(DWORD code) {
   return FALSE;
 }
 
-// The fault that a stored record has for a call, by its word.
-std::optional<DWORD> faultOf(const MonitorFaults& faults, const char* word) {
-  const auto it = faults.find(word);
-  return it == faults.end() ? std::nullopt : std::optional<DWORD>(it->second);
-}
-
 // The physical monitor behind a handle, as the machine holds it now, for a call that the fault
 // `faultWord` makes fail (none: no fault applies). Sets the last error and gives none when the
 // handle is not open, its monitor is gone or the call is to fail.
@@ -63,7 +57,7 @@ std::optional<SimPhysicalMonitor> resolve(HANDLE handle, const char* faultWord,
   }
   const SimPhysicalMonitor& physical = monitor->physical[found->index];
   if (faultWord) {
-    if (const std::optional<DWORD> code = faultOf(physical.faults, faultWord)) {
+    if (const std::optional<DWORD> code = faultValue(physical.faults, faultWord)) {
       setLastError(*code);
       return std::nullopt;
     }
@@ -74,11 +68,21 @@ std::optional<SimPhysicalMonitor> resolve(HANDLE handle, const char* faultWord,
   return physical;
 }
 
-// The DDC/CI side of a display monitor. A monitor handle that the machine does not know stands
-// for a display without DDC/CI: it has no physical monitor.
-std::optional<SimMonitor> monitorBehind(HMONITOR monitor) {
-  const std::optional<SimDisplay> display = displayOfMonitor(monitor);
-  return display ? loadMonitor(display->name) : std::nullopt;
+// The DDC/CI side of a display monitor, for a call of the display that the fault `faultWord`
+// makes fail. False, with the last error set, when the record is damaged or the fault is set. A
+// monitor handle that the machine does not know stands for a display without DDC/CI: `behind`
+// stays empty.
+bool monitorBehind(HMONITOR monitor, const char* faultWord, std::optional<SimMonitor>& behind) {
+  const bool readable = failOnDamage(false, [&] {
+    const std::optional<SimDisplay> display = displayOfMonitor(monitor);
+    behind = display ? loadMonitor(display->name) : std::nullopt;
+    return true;
+  });
+  const std::optional<DWORD> code = behind ? faultValue(behind->faults, faultWord) : std::nullopt;
+  if (code) {
+    setLastError(*code);
+  }
+  return readable && !code;
 }
 
 void copyDescription(const std::string& description, PHYSICAL_MONITOR& entry) {
@@ -99,15 +103,12 @@ BOOL WINAPI GetNumberOfPhysicalMonitorsFromHMONITOR(HMONITOR monitor, LPDWORD co
     return fail(ERROR_INVALID_PARAMETER);
   }
   std::optional<SimMonitor> behind;
-  if (!failOnDamage(false, [&] { return (behind = monitorBehind(monitor), true); })) {
+  if (!monitorBehind(monitor, "count", behind)) {
     return FALSE;
   }
   if (!behind) {
     *count = 0;
     return TRUE;
-  }
-  if (const std::optional<DWORD> code = faultOf(behind->faults, "count")) {
-    return fail(*code);
   }
   *count = static_cast<DWORD>(behind->physical.size());
   return TRUE;
@@ -117,15 +118,12 @@ BOOL WINAPI GetPhysicalMonitorsFromHMONITOR(HMONITOR monitor, DWORD size,
                                             LPPHYSICAL_MONITOR monitors) {
   SIM_RECORD_CALL(GetPhysicalMonitorsFromHMONITOR, monitor, size, monitors);
   std::optional<SimMonitor> behind;
-  if (!failOnDamage(false, [&] { return (behind = monitorBehind(monitor), true); })) {
+  if (!monitorBehind(monitor, "list", behind)) {
     return FALSE;
   }
   if (!behind) {
     // No physical monitor to hand out, so no array size is right.
     return fail(ERROR_INVALID_PARAMETER);
-  }
-  if (const std::optional<DWORD> code = faultOf(behind->faults, "list")) {
-    return fail(*code);
   }
   if (!monitors || size != behind->physical.size()) {
     return fail(ERROR_INVALID_PARAMETER);

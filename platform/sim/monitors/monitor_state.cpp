@@ -19,15 +19,6 @@ namespace {
 
 constexpr const char* kMonitorsFile = "monitors.json";
 
-const std::vector<MonitorFaultKind> kFaultKinds{
-    {"count", "GetNumberOfPhysicalMonitorsFromHMONITOR", MonitorFaultScope::Display},
-    {"list", "GetPhysicalMonitorsFromHMONITOR", MonitorFaultScope::Display},
-    {"get", "GetVCPFeatureAndVCPFeatureReply", MonitorFaultScope::PhysicalMonitor},
-    {"set", "SetVCPFeature", MonitorFaultScope::PhysicalMonitor},
-    {"caps-length", "GetCapabilitiesStringLength", MonitorFaultScope::PhysicalMonitor},
-    {"caps", "CapabilitiesRequestAndCapabilitiesReply", MonitorFaultScope::PhysicalMonitor},
-};
-
 [[noreturn]] void malformed(const std::string& what) {
   throw DamagedRecord("sim: malformed monitor record: " + what);
 }
@@ -39,7 +30,7 @@ DWORD code(const Json::Value& value, const std::string& key) {
   return value.asUInt();
 }
 
-Json::Value encodeFaults(const MonitorFaults& faults) {
+Json::Value encodeFaults(const FaultSet& faults) {
   Json::Value value(Json::objectValue);
   for (const auto& [word, errorCode] : faults) {
     value[word] = Json::UInt(errorCode);
@@ -47,8 +38,8 @@ Json::Value encodeFaults(const MonitorFaults& faults) {
   return value;
 }
 
-MonitorFaults decodeFaults(const Json::Value& value) {
-  MonitorFaults faults;
+FaultSet decodeFaults(const Json::Value& value) {
+  FaultSet faults;
   if (value.isNull()) {
     return faults;
   }
@@ -56,7 +47,7 @@ MonitorFaults decodeFaults(const Json::Value& value) {
     malformed("faults must be an object");
   }
   for (const std::string& word : value.getMemberNames()) {
-    if (!findMonitorFault(word)) {
+    if (!findFaultKind(monitorFaultKinds(), word)) {
       malformed("unknown fault " + word);
     }
     faults[word] = code(value[word], word);
@@ -156,16 +147,19 @@ const char* const kDefaultCapabilities =
     "vcp(02 04 05 08 10 12 14(05 08 0B) 16 18 1A 60(0F 11) AC AE B2 B6 C6 C8 D6(01 04 05) DF)"
     "mccs_ver(2.1))";
 
-const std::vector<MonitorFaultKind>& monitorFaultKinds() { return kFaultKinds; }
-
-const MonitorFaultKind* findMonitorFault(const std::string& word) {
-  for (const MonitorFaultKind& kind : kFaultKinds) {
-    if (word == kind.word) {
-      return &kind;
-    }
-  }
-  return nullptr;
+const std::vector<FaultKind>& monitorFaultKinds() {
+  static const std::vector<FaultKind> kinds{
+      {"count", "CODE", 0xFFFFFFFFu, kDefaultMonitorFaultCode},
+      {"list", "CODE", 0xFFFFFFFFu, kDefaultMonitorFaultCode},
+      {"get", "CODE", 0xFFFFFFFFu, kDefaultMonitorFaultCode},
+      {"set", "CODE", 0xFFFFFFFFu, kDefaultMonitorFaultCode},
+      {"caps-length", "CODE", 0xFFFFFFFFu, kDefaultMonitorFaultCode},
+      {"caps", "CODE", 0xFFFFFFFFu, kDefaultMonitorFaultCode},
+  };
+  return kinds;
 }
+
+bool isDisplayMonitorFault(const std::string& word) { return word == "count" || word == "list"; }
 
 std::string encodeMonitor(const SimMonitor& monitor) {
   return Json::writeString(Json::StreamWriterBuilder(), monitorValue(monitor));

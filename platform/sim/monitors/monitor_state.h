@@ -7,36 +7,29 @@
 
 #include <cstddef>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/sim/core/damaged_record.h"
+#include "platform/sim/core/faults.h"
 #include "platform/types.h"
 
 namespace sim {
 
-// A fault makes one DDC/CI call fail with a last-error code. Faults of the display's calls
-// (count, list) sit on the display; those of the calls on a physical monitor handle (get, set,
-// caps-length, caps) on the physical monitor.
-enum class MonitorFaultScope { Display, PhysicalMonitor };
-
-struct MonitorFaultKind {
-  const char* word;  // as kestrine-sim takes it and the record stores it
-  const char* call;  // the export that fails
-  MonitorFaultScope scope;
-};
-
-// Every fault kind, display faults first.
-const std::vector<MonitorFaultKind>& monitorFaultKinds();
-const MonitorFaultKind* findMonitorFault(const std::string& word);
-
-// ERROR_GRAPHICS_I2C_ERROR_TRANSMITTING_DATA: what a fault gives when no code is named.
+// A fault makes one DDC/CI call fail with a last-error code: "count", "list" (the display's
+// calls, GetNumberOfPhysicalMonitorsFromHMONITOR and GetPhysicalMonitorsFromHMONITOR, whose
+// faults sit on the display), "get", "set", "caps-length", "caps" (the calls on a physical
+// monitor handle: GetVCPFeatureAndVCPFeatureReply, SetVCPFeature, GetCapabilitiesStringLength,
+// CapabilitiesRequestAndCapabilitiesReply, whose faults sit on the physical monitor). A word
+// alone gives ERROR_GRAPHICS_I2C_ERROR_TRANSMITTING_DATA.
 constexpr DWORD kDefaultMonitorFaultCode = 0xC0262582u;
 
-// Fault word -> last-error code.
-using MonitorFaults = std::map<std::string, DWORD>;
+// Every fault kind, display faults first.
+const std::vector<FaultKind>& monitorFaultKinds();
+
+// Whether a monitor fault word belongs to the display (count, list) or to a physical monitor.
+bool isDisplayMonitorFault(const std::string& word);
 
 // The longest description that fits a PHYSICAL_MONITOR with its terminator, in UTF-16 units.
 constexpr std::size_t kMaximumDescriptionUnits = 127;
@@ -47,13 +40,13 @@ struct SimPhysicalMonitor {
   DWORD powerModeMaximum = 5;   // the maximum value the monitor reports for D6
   std::string capabilities;     // MCCS capabilities string, without its terminator
   bool setSticks = true;        // a written power mode becomes the current value
-  MonitorFaults faults;         // get, set, caps-length, caps
+  FaultSet faults;              // get, set, caps-length, caps
 };
 
 // The DDC/CI side of one display.
 struct SimMonitor {
   std::string display;                      // the display's device name
-  MonitorFaults faults;                     // count, list
+  FaultSet faults;                          // count, list
   std::vector<SimPhysicalMonitor> physical;
 };
 

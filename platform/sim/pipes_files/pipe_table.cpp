@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -45,19 +44,15 @@ const char* stateText(PipeInstanceState state) {
   return "disconnected";
 }
 
+// The first line of a one-line file, empty when it is missing.
 std::string readSmallFile(const fs::path& path) {
-  std::ifstream in(path);
-  std::string text;
-  std::getline(in, text);
-  return text;
+  const std::string text = readWholeFile(path).value_or(std::string());
+  return text.substr(0, text.find('\n'));
 }
 
+// A one-line file, replaced atomically so that a reader never sees it empty or half written.
 void writeSmallFile(const fs::path& path, const std::string& text) {
-  std::ofstream out(path, std::ios::trunc);
-  out << text << '\n';
-  if (!out.flush()) {
-    throw std::runtime_error("sim: cannot write " + path.string());
-  }
+  replaceFile(path, text + '\n');
 }
 
 // A server is alive while it holds the exclusive lock on its instance's liveness file; the lock

@@ -10,7 +10,6 @@
 #include <atomic>
 #include <cctype>
 #include <chrono>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
@@ -26,13 +25,6 @@ namespace fs = std::filesystem;
 constexpr const char* kRegistryFile = "registry.json";
 constexpr const char* kChangeMarkFile = "registry.changed";
 constexpr std::uint64_t kFirstKeyId = 16;
-
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
-}
 
 std::string toHex(const std::string& bytes) {
   static const char digits[] = "0123456789abcdef";
@@ -142,7 +134,7 @@ Tree::Tree() : nextId(kFirstKeyId) {
 
 Tree Tree::load(const fs::path& machineDirectory) {
   Tree tree;
-  const std::string text = readFile(machineDirectory / kRegistryFile);
+  const std::string text = readWholeFile(machineDirectory / kRegistryFile).value_or(std::string());
   if (text.empty()) {
     return tree;
   }
@@ -259,7 +251,7 @@ std::vector<const Key*> Tree::keys() const {
 }
 
 std::string readChangeMark(const fs::path& machineDirectory) {
-  return readFile(machineDirectory / kChangeMarkFile);
+  return readWholeFile(machineDirectory / kChangeMarkFile).value_or(std::string());
 }
 
 }  // namespace registry

@@ -28,7 +28,7 @@ TEST_F(GammaTest, MirroringDriversAreLeftOutAndOtherFlagsIgnored) {
 }
 
 TEST_F(GammaTest, DisplayWithoutDeviceContextStaysUnsavedAndSilent) {
-  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults.noDeviceContext = true; });
+  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults[sim::kNoDeviceContext.word] = 0; });
   const std::vector<GammaDisplay> displays = buildDisplayList(log, false);
   ASSERT_EQ(displays.size(), 2u);
   EXPECT_FALSE(displays[0].initialGammasSaved);
@@ -41,14 +41,13 @@ TEST_F(GammaTest, DisplayWithoutDeviceContextStaysUnsavedAndSilent) {
 }
 
 TEST_F(GammaTest, DisplayIsActiveWhileItsMonitorIsOn) {
-  struct Row { std::string displayName; bool noDeviceContext, turnedOff, active; };
-  for (const Row& row : {Row{kDisplay1, false, false, true}, Row{kDisplay1, true, false, true},
-                         Row{kDisplay1, false, true, false}, Row{"\\\\.\\DISPLAY9", false, false, false}}) {
-    changeDisplay(kDisplay1, [&row](sim::SimDisplay& d) { d.faults.noDeviceContext = row.noDeviceContext; });
-    changeDisplay(kDisplay1, [&row](sim::SimDisplay& d) { d.faults.turnedOff = row.turnedOff; });
+  struct Row { std::string displayName; const char* fault; bool active; };  // fault: a word, or none
+  for (const Row& row : {Row{kDisplay1, nullptr, true}, Row{kDisplay1, sim::kNoDeviceContext.word, true},
+                         Row{kDisplay1, sim::kTurnedOff.word, false}, Row{"\\\\.\\DISPLAY9", nullptr, false}}) {
+    changeDisplay(kDisplay1, [&row](sim::SimDisplay& d) { d.faults.clear(); if (row.fault) d.faults[row.fault] = 0; });
     GammaDisplay display;
     display.displayName = row.displayName;
-    EXPECT_EQ(isDisplayActive(display), row.active) << row.noDeviceContext << row.turnedOff;
+    EXPECT_EQ(isDisplayActive(display), row.active) << (row.fault ? row.fault : "none");
   }
 }
 

@@ -11,11 +11,11 @@ using gamma_test::kDisplay1;
 using SaveRoadTest = gamma_test::GammaTest;
 
 TEST_F(SaveRoadTest, ADisplayWithoutAStableRampStaysDarkAfterTheRestore) {
-  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults.changing = true; });
+  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults[sim::kChanging.word] = 0; });
   WindowsGammaBlanker save(subLogger(), Json::Value(), false);
   const Json::Value document = save.toJson();  // what main sends, taken before the blank
   ASSERT_TRUE(save.blank());
-  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults.changing = false; });
+  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults.erase(sim::kChanging.word); });
 
   WindowsGammaBlanker restore(subLogger(), document, true);
   EXPECT_FALSE(document[0]["initialGammasSaved"].asBool());

@@ -39,7 +39,7 @@ TEST_F(GammaTest, SaveBlankAndRestoreBringTheRampsBack) {
 }
 
 TEST_F(GammaTest, FailingDisplayDoesNotStopTheBlankPass) {
-  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults.setFails = true, d.faults.setErrorCode = 87; });
+  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults[sim::kSetFails.word] = 87; });
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
   EXPECT_FALSE(blanker.blank());
   EXPECT_TRUE(isDark(kDisplay2));
@@ -59,7 +59,7 @@ TEST_P(GammaPassTest, TurnedOffDisplayIsToldOnceUntilItComesBack) {
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
   // Each pass runs with DISPLAY1 on (false) or turned off (true), and must succeed.
   for (const bool off : {true, true, true, true, false, true, true}) {
-    changeDisplay(kDisplay1, [off](sim::SimDisplay& d) { d.faults.turnedOff = off; });
+    changeDisplay(kDisplay1, [off](sim::SimDisplay& d) { d.faults.clear(); if (off) d.faults[sim::kTurnedOff.word] = 0; });
     EXPECT_TRUE(run(blanker));
   }
   const std::string notice = std::string("Could not ") + (GetParam() ? "blank" : "restore") +
@@ -70,7 +70,7 @@ TEST_P(GammaPassTest, TurnedOffDisplayIsToldOnceUntilItComesBack) {
 
 TEST_P(GammaPassTest, ActiveDisplayWithoutDeviceContextFailsThePass) {
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
-  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults.noDeviceContext = true; });
+  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults[sim::kNoDeviceContext.word] = 0; });
   EXPECT_FALSE(run(blanker));
   EXPECT_EQ(linesWith(log, "Failed to create device context for display \\\\.\\DISPLAY1", ERROR,
                       kUnexpectedFailure).size(), 1u);
@@ -109,12 +109,12 @@ INSTANTIATE_TEST_SUITE_P(
     Faults, GammaRestoreFailureTest,
     ::testing::Values(
         RestoreFailure{"SetFails",
-                       [](sim::SimDisplay& d) { d.faults.setFails = true, d.faults.setErrorCode = 1234; },
+                       [](sim::SimDisplay& d) { d.faults[sim::kSetFails.word] = 1234; },
                        "Failed to restore device gamma ramp! (attempt = ", true, ERROR, 1234},
-        RestoreFailure{"ReadBackFails", [](sim::SimDisplay& d) { d.faults.getFails = true; },
+        RestoreFailure{"ReadBackFails", [](sim::SimDisplay& d) { d.faults[sim::kGetFails.word] = 0; },
                        "Restored initial device gamma ramps; but failed read back for validation!",
                        false, DEBUG, 0},
-        RestoreFailure{"OneWordAltered", [](sim::SimDisplay& d) { d.faults.alteredReadbackWords = 1; },
+        RestoreFailure{"OneWordAltered", [](sim::SimDisplay& d) { d.faults[sim::kAlteredReadback.word] = 1; },
                        "Restored initial device gamma ramps; but 1 entries failed validation!",
                        false, DEBUG, 0}),
     [](const ::testing::TestParamInfo<RestoreFailure>& info) { return info.param.name; });
@@ -161,7 +161,7 @@ TEST_F(GammaTest, RestoreOnlyBlankerReadsNoRampAndBlanksUnsavedDisplays) {
 }
 
 TEST_F(GammaTest, BlankSavesAgainAfterAFailedSaveAndFallsBackToLinear) {
-  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults.changing = true; });
+  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults[sim::kChanging.word] = 0; });
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
   ASSERT_FALSE(blanker.getDisplays()[0].initialGammasSaved);
   sim::test::clearCalls();

@@ -10,25 +10,6 @@ namespace {
 using tools_test::simTool;
 using DisplayAreaTest = testing_support::SimTest;
 
-TEST_F(DisplayAreaTest, ChangesOneDisplayByAnyFormOfItsName) {
-  tools_test::simToolAll({{"reset", "--displays", "3"},
-                          {"display", "1", "ramp", "zero"},
-                          {"display", "display2", "fault", "set-fails", "0x57"},
-                          {"display", "\\\\.\\DISPLAY3", "fault", "alter-readback", "2"},
-                          {"display", "3", "fault", "changing"},
-                          {"display", "3", "fault", "clear", "changing"}});
-  const std::vector<sim::SimDisplay> displays = sim::loadDisplays();
-  ASSERT_EQ(displays.size(), 3u);
-  EXPECT_EQ(displays[0].ramp, sim::RampWords{});
-  EXPECT_TRUE(displays[1].faults.setFails);
-  EXPECT_EQ(displays[1].faults.setErrorCode, 87u);
-  EXPECT_EQ(sim::describeFaults(displays[2].faults), std::vector<std::string>{"alter-readback 2"});
-  EXPECT_EQ(displays[2].rect.left, 3840);
-  const std::string shown = simTool({"show"}).output;
-  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "dark yes  faults: none", shown);
-  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "faults: set-fails 87", shown);
-}
-
 TEST_F(DisplayAreaTest, DumpFeedsRampFile) {
   const std::string file = (simRoot / "ramp.json").string();
   std::ofstream(file) << simTool({"display", "2", "dump"}).output;
