@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tools/peer/commands.h"
+#include "tools/peer/console_guard.h"
 #include "tools/peer/peer_error.h"
 #include "tools/peer/peer_options.h"
 
@@ -28,7 +29,11 @@ int main(int argc, char** argv) {
     const peer::PeerOptions options = peer::parsePeerOptions(argc, argv, names);
     for (const peer::PeerCommand& command : commands) {
       if (command.name == options.command) {
-        return command.run(options);
+        const int status = command.run(options);
+        if (peer::releaseConsoleEvents()) {
+          peer::printStatus("interrupted while a document was in flight: ended once it was safe");
+        }
+        return status;
       }
     }
     throw peer::UsageError("unknown command " + options.command);

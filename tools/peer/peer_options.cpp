@@ -73,6 +73,10 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
                           "the linear ramp, so it comes back lit; the stored document stays as it "
                           "was", false);
   TCLAP::SwitchArg json("", "json", "history: print the records as JSON", false);
+  TCLAP::ValueArg<unsigned> show("", "show", "history: print record ID's header and the output "
+                                 "of the tool's run that it belongs to", false, 0, "ID");
+  TCLAP::SwitchArg quiet("", "quiet", "blank/unblank: print only the peer's own lines, not the "
+                         "tool's output (the history keeps it all the same)", false);
   TCLAP::ValueArg<unsigned> keep("", "keep", "how many documents the history keeps (default 20); "
                                  "a held one always stays", false, 20, "N");
   TCLAP::ValueArg<double> connectTimeout("", "connect-timeout", "longest wait for the client to "
@@ -87,6 +91,8 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
   cmd.add(connectTimeout);
   cmd.add(keep);
   cmd.add(json);
+  cmd.add(show);
+  cmd.add(quiet);
   cmd.add(linear);
   cmd.add(from);
   cmd.add(force);
@@ -128,6 +134,10 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
   }
   options.linearForUnsaved = linear.getValue();
   options.json = json.getValue();
+  if (show.isSet()) {
+    options.showRecord = show.getValue();
+  }
+  options.quiet = quiet.getValue();
   if (keep.getValue() < 1) {
     throw UsageError("--keep must be at least 1");
   }

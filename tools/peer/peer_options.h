@@ -24,6 +24,8 @@ struct PeerOptions {
   std::optional<unsigned> fromRecord;               // unblank/send: this record, not the held one
   bool linearForUnsaved = false;                    // unblank/send: light unsaved displays
   bool json = false;                                // history: for scripts
+  std::optional<unsigned> showRecord;               // history: this record and its tool output
+  bool quiet = false;                               // blank/unblank: only the peer's own lines
   unsigned keep = 20;                               // records the history keeps
   std::optional<std::chrono::milliseconds> connectTimeout;  // else the command's own default
   std::chrono::milliseconds transferTimeout{60000};         // the transfer and the tool's end

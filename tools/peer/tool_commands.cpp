@@ -5,15 +5,18 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "tools/peer/commands.h"
+#include "tools/peer/console_guard.h"
 #include "tools/peer/peer_error.h"
 #include "tools/peer/pipe_server.h"
 #include "tools/peer/store_steps.h"
+#include "tools/peer/tool_output.h"
 #include "tools/peer/tool_process.h"
 
 namespace peer {
@@ -34,7 +37,11 @@ std::string secondsText(std::chrono::milliseconds duration) {
 struct ToolRun {
   int status = 0;
   std::optional<std::string> problem;  // what went wrong on the pipe or with a wait
+  std::string output;  // the tool's standard output and error, as they came
 };
+
+// How long the tool's output may still come after the tool itself has ended.
+constexpr std::chrono::seconds kOutputLinger{2};
 
 int endTool(ToolProcess& tool) {
   tool.terminate();
@@ -45,21 +52,50 @@ int endTool(ToolProcess& tool) {
   return *status;
 }
 
+// Waits for a client that is the tool or runs inside its job; any other client is disconnected
+// unread and unserved, and said so. False when none came in time or the tool ended first.
+bool waitForOwnTool(PipeServer& server, ToolProcess& tool, Clock::time_point deadline,
+                    const std::function<bool()>& toolCannotCome) {
+  for (bool connected = server.waitForClient(deadline, toolCannotCome); connected;
+       connected = server.refuseAndWaitForNext(deadline, toolCannotCome)) {
+    const std::optional<DWORD> client = server.clientProcessId();
+    if (client && tool.isToolOrInItsJob(*client)) {
+      printStatus("the tool connected (process " + std::to_string(*client) + ")");
+      return true;
+    }
+    printStatus("refused a client of " + server.fullName() + " (process " +
+                (client ? std::to_string(*client) : std::string("unknown")) +
+                "): it is not the tool this peer started; it was disconnected unread, and the "
+                "peer goes on waiting for its tool");
+  }
+  return false;
+}
+
 // Runs the tool with `action` against a fresh pipe instance, waits for it to connect, hands the
 // server to `transfer` with the transfer's deadline and waits for the tool's end. A tool that
-// does not connect in time, or whose transfer and end take longer than allowed, is ended.
+// does not connect in time, or whose transfer and end take longer than allowed, is ended. The
+// tool runs in a job that ends it if the peer ends first, and its output comes through the peer.
 template <class Transfer>
 ToolRun runToolAgainstPipe(const PeerOptions& options, const std::string& action, Transfer transfer) {
   PipeServer server(options.pipeName, options.maxInstances);
   std::vector<std::string> arguments{action};
   arguments.insert(arguments.end(), options.toolArguments.begin(), options.toolArguments.end());
-  ToolProcess tool(options.toolPath ? *options.toolPath : toolBesidePeer(), arguments);
+  // From here on, Ctrl+C and the closing of the console wait for the document to be safe.
+  holdConsoleEvents();
+  ToolOutput output(!options.quiet);
+  ToolProcess tool(options.toolPath ? *options.toolPath : toolBesidePeer(), arguments,
+                   output.childEnd());
+  output.startDraining();
   printStatus("listening on " + server.fullName() + ", started " + tool.commandLine());
 
   ToolRun run;
+  const auto collectOutput = [&] {
+    tool.endJob();
+    run.output = output.finish(kOutputLinger);
+  };
   const std::chrono::milliseconds connectLimit = options.connectTimeout.value_or(kToolConnectTimeout);
   std::optional<int> endedEarly;
-  const bool connected = server.waitForClient(Clock::now() + connectLimit, [&] {
+  const bool connected = waitForOwnTool(server, tool, Clock::now() + connectLimit, [&] {
     endedEarly = tool.waitFor(std::chrono::milliseconds(0));
     return endedEarly.has_value();
   });
@@ -73,6 +109,7 @@ ToolRun runToolAgainstPipe(const PeerOptions& options, const std::string& action
       run.problem = "the tool did not connect to " + server.fullName() + " within " +
                     secondsText(connectLimit) + " (--connect-timeout); it was ended";
     }
+    collectOutput();
     return run;
   }
 
@@ -90,7 +127,9 @@ ToolRun runToolAgainstPipe(const PeerOptions& options, const std::string& action
     }
   });
   try {
-    transfer(server, Clock::now() + options.transferTimeout);
+    const Clock::time_point deadline = Clock::now() + options.transferTimeout;
+    server.setWriteDeadline(deadline);
+    transfer(server, deadline);
   } catch (const std::exception& e) {
     run.problem = e.what();
   }
@@ -102,6 +141,7 @@ ToolRun runToolAgainstPipe(const PeerOptions& options, const std::string& action
                   secondsText(options.transferTimeout) + " (--transfer-timeout); the tool was ended" +
                   (run.problem ? " (" + *run.problem + ")" : "");
   }
+  collectOutput();
   return run;
 }
 
