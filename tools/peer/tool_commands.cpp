@@ -15,6 +15,7 @@
 #include "tools/peer/console_guard.h"
 #include "tools/peer/peer_error.h"
 #include "tools/peer/pipe_server.h"
+#include "tools/peer/run_output.h"
 #include "tools/peer/store_steps.h"
 #include "tools/peer/tool_output.h"
 #include "tools/peer/tool_process.h"
@@ -173,6 +174,9 @@ int runBlank(const PeerOptions& options) {
     return run.status != 0 ? run.status : kTransferFailed;
   }
   const std::optional<DocumentRecord> kept = keepDocument(store.history, document, "blank");
+  if (kept) {
+    keepRunOutput(store.history, kept->id, "blank", run.output);
+  }
   if (run.status != 0 && kept && kept->state == RecordState::Held) {
     printStatus("the tool ended with status " + std::to_string(run.status) + " after it had sent "
                 "the whole document; the document is held all the same");
@@ -190,6 +194,7 @@ int runUnblank(const PeerOptions& options) {
   const ToolRun run = runToolAgainstPipe(
       options, "--restore",
       [&](PipeServer& server, Clock::time_point) { confirmed = server.sendAll(serving.document); });
+  keepRunOutput(store.history, serving.record.id, "unblank", run.output);
   if (run.status == 0 && confirmed && !run.problem) {
     reportServed(store.history, serving);
     return 0;
