@@ -32,6 +32,9 @@ int main(int argc, char** argv) {
     return 0;
   }
   conformance::selfPath = argv[0];
+  if (argc > 1 && conformance::runAsChild(argv[1])) {
+    return 0;
+  }
   ::testing::InitGoogleTest(&argc, argv);
 #ifndef _WIN32
   std::string pattern =

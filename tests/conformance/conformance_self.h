@@ -5,6 +5,10 @@
 
 namespace conformance {
 // argv[0] of the check executable. Started with "--conformance-exit=N" it ends with status N,
-// with "--conformance-linger" it waits for minutes.
+// with "--conformance-linger" it waits for minutes; runAsChild knows the other roles.
 extern std::string selfPath;
+
+// The roles of a child started by the process checks (processes_conformance_test.cpp): runs the
+// one `flag` names and gives true, or gives false for no such role.
+bool runAsChild(const std::string& flag);
 }  // namespace conformance

@@ -1,9 +1,11 @@
 // Sim only: job objects. Each job has a keeper, a small process forked when the job is made that
-// learns the members through a pipe. The pipe's write end lives only in the job object, so the
-// keeper sees its end when the job's handle is closed or the process holding it dies (even by
-// SIGKILL); with JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE it then kills every member, and the process
-// group of a member that leads one (the processes it started).
+// learns the members through a pipe and adds, as it goes, the processes they start. The pipe's
+// write end lives only in the job object, so the keeper sees its end when the job's handle is
+// closed or the process holding it dies (even by SIGKILL); with JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE
+// it then kills every member.
+#include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -13,8 +15,8 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -32,6 +34,68 @@ namespace {
 // What the job tells its keeper: a member's process id, or kKillOnClose.
 constexpr std::int32_t kKillOnClose = -1;
 constexpr int kMostMembers = 4096;
+// How often the keeper looks for processes the members have started.
+constexpr int kScanMilliseconds = 20;
+
+// The parent and the process group of a process, from /proc/<pid>/stat; false when it is gone.
+bool parentAndGroup(pid_t pid, pid_t& parent, pid_t& group) {
+  char path[64];
+  std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
+  const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    return false;
+  }
+  char text[512];
+  const ssize_t size = ::read(fd, text, sizeof text - 1);
+  ::close(fd);
+  if (size <= 0) {
+    return false;
+  }
+  text[size] = '\0';
+  // The name in parentheses may hold blanks: the fields that follow start after the last ')'.
+  const char* close = std::strrchr(text, ')');
+  char state = 0;
+  int p = 0;
+  int g = 0;
+  if (!close || std::sscanf(close + 1, " %c %d %d", &state, &p, &g) != 3) {
+    return false;
+  }
+  parent = p;
+  group = g;
+  return true;
+}
+
+// The keeper's members: those assigned, and every process started by one (or in a process group
+// one leads), found by looking through /proc, as a job holds what its processes start.
+struct Members {
+  pid_t ids[kMostMembers];
+  int count = 0;
+
+  bool has(pid_t pid) const { return std::find(ids, ids + count, pid) != ids + count; }
+  void add(pid_t pid) {
+    if (count < kMostMembers && !has(pid)) {
+      ids[count++] = pid;
+    }
+  }
+  void addDescendants() {
+    for (bool grown = true; grown;) {
+      grown = false;
+      DIR* processes = ::opendir("/proc");
+      for (dirent* entry; processes && (entry = ::readdir(processes));) {
+        const pid_t pid = static_cast<pid_t>(std::atoi(entry->d_name));
+        pid_t parent = 0;
+        pid_t group = 0;
+        if (pid > 0 && !has(pid) && parentAndGroup(pid, parent, group) && (has(parent) || has(group))) {
+          add(pid);
+          grown = true;
+        }
+      }
+      if (processes) {
+        ::closedir(processes);
+      }
+    }
+  }
+};
 
 // In the keeper: reads until the job closes, then ends the members if asked to.
 [[noreturn]] void keep(int control) {
@@ -40,11 +104,15 @@ constexpr int kMostMembers = 4096;
   for (const int signal : {SIGINT, SIGQUIT, SIGHUP, SIGPIPE}) {
     ::sigaction(signal, &ignore, nullptr);
   }
-  pid_t members[kMostMembers];
-  int count = 0;
+  static Members members;
   bool killOnClose = false;
   std::int32_t message = 0;
   for (;;) {
+    pollfd ready{control, POLLIN, 0};
+    if (::poll(&ready, 1, kScanMilliseconds) == 0) {
+      members.addDescendants();
+      continue;
+    }
     const ssize_t got = ::read(control, &message, sizeof message);
     if (got < 0 && errno == EINTR) {
       continue;
@@ -54,31 +122,17 @@ constexpr int kMostMembers = 4096;
     }
     if (message == kKillOnClose) {
       killOnClose = true;
-    } else if (count < kMostMembers) {
-      members[count++] = message;
+    } else {
+      members.add(message);
     }
   }
-  for (int i = 0; killOnClose && i < count; ++i) {
-    if (::getpgid(members[i]) == members[i]) {
-      ::kill(-members[i], SIGKILL);
+  if (killOnClose) {
+    members.addDescendants();
+    for (int i = 0; i < members.count; ++i) {
+      ::kill(members.ids[i], SIGKILL);
     }
-    ::kill(members[i], SIGKILL);
   }
   ::_exit(0);
-}
-
-// The parent of a process, from /proc; 0 when it cannot be read.
-pid_t parentOf(pid_t pid) {
-  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
-  // The name in parentheses may hold blanks: the fields that follow start after the last ')'.
-  const std::size_t close = text.rfind(')');
-  pid_t parent = 0;
-  char state = 0;
-  if (close == std::string::npos || std::sscanf(text.c_str() + close + 1, " %c %d", &state, &parent) != 2) {
-    return 0;
-  }
-  return parent;
 }
 
 class JobObject : public sim::HandleObject {
@@ -100,17 +154,16 @@ class JobObject : public sim::HandleObject {
   }
 
   // A member, or a process started (directly or further down) by one, or in the process group
-  // that a member leads.
+  // that one leads. (The keeper knows more: processes whose starter has ended since.)
   bool holds(pid_t pid) {
     std::lock_guard<std::mutex> lock(mutex);
     const auto member = [&](pid_t candidate) {
       return std::find(members.begin(), members.end(), candidate) != members.end();
     };
-    if (member(::getpgid(pid))) {
-      return true;
-    }
-    for (pid_t current = pid; current > 1; current = parentOf(current)) {
-      if (member(current)) {
+    pid_t parent = 0;
+    pid_t group = 0;
+    for (pid_t current = pid; current > 1 && parentAndGroup(current, parent, group); current = parent) {
+      if (member(current) || member(group)) {
         return true;
       }
     }

@@ -149,7 +149,7 @@ BOOL CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine,
   }
   const bool extended = (dwCreationFlags & EXTENDED_STARTUPINFO_PRESENT) != 0;
   if ((dwCreationFlags & ~kSupportedCreationFlags) != 0 ||
-      lpStartupInfo->cb != (extended ? sizeof(STARTUPINFOEXW) : sizeof(STARTUPINFOW))) {
+      lpStartupInfo->cb < (extended ? sizeof(STARTUPINFOEXW) : sizeof(STARTUPINFOW))) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return FALSE;
   }

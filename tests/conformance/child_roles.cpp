@@ -1,0 +1,50 @@
+// What the check executable does when a process check starts it as a child in one of its roles.
+#include <cstdio>
+#include <string>
+
+#include "common/text_conversion.h"
+#include "platform/errors.h"
+#include "platform/pipes_files.h"
+#include "platform/processes.h"
+#include "tests/conformance/conformance_self.h"
+
+namespace conformance {
+
+bool runAsChild(const std::string& flag) {
+  const std::string print = "--conformance-print=";
+  const std::string connect = "--conformance-connect=";
+  if (flag.rfind(print, 0) == 0) {
+    // Its standard output as the parent gave it.
+    std::fputs(flag.substr(print.size()).c_str(), stdout);
+    std::fflush(stdout);
+    return true;
+  }
+  if (flag.rfind(connect, 0) == 0) {
+    // A client of the pipe that stays until the server ends the connection.
+    const platform::WideString name = velmo::utf8ToWide(flag.substr(connect.size()));
+    HANDLE pipe = platform::CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                        OPEN_EXISTING, 0, nullptr);
+    char byte = 0;
+    DWORD count = 0;
+    while (pipe != INVALID_HANDLE_VALUE && platform::ReadFile(pipe, &byte, 1, &count, nullptr)) {
+    }
+    return true;
+  }
+  if (flag == "--conformance-spawn") {
+    // Starts a lingering child of its own, prints that child's id and lingers.
+    platform::WideString line = velmo::utf8ToWide("\"" + selfPath + "\" --conformance-linger");
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info{};
+    if (platform::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                                 nullptr, &startup, &info)) {
+      std::printf("%lu\n", static_cast<unsigned long>(info.dwProcessId));
+      std::fflush(stdout);
+      platform::WaitForSingleObject(info.hProcess, INFINITE);
+    }
+    return true;
+  }
+  return false;
+}
+
+}  // namespace conformance
