@@ -11,4 +11,7 @@ extern std::string selfPath;
 // The roles of a child started by the process checks (processes_conformance_test.cpp): runs the
 // one `flag` names and gives true, or gives false for no such role.
 bool runAsChild(const std::string& flag);
+
+// True under Wine, where a check names what departs from Windows.
+bool runningUnderWine();
 }  // namespace conformance

@@ -17,6 +17,7 @@
 
 #include "platform/displays.h"
 #include "platform/loader.h"
+#include "tests/conformance/conformance_self.h"
 
 #define SKIP_WITHOUT_DISPLAY_DRIVER()                              \
   if (const char* reason = std::getenv("KESTRINE_DISPLAY_SKIP")) { \
@@ -51,13 +52,6 @@ DeviceContext openDisplay(const std::string& name) {
                        &platform::DeleteDC);
 }
 
-// Wine's ntdll exports wine_get_version; that of Windows does not, and the sim has none.
-bool runningUnderWine() {
-  const std::unique_ptr<std::remove_pointer_t<HMODULE>, decltype(&platform::FreeLibrary)> ntdll(
-      platform::LoadLibraryExW(PLATFORM_WIDE("ntdll.dll"), nullptr, 0), &platform::FreeLibrary);
-  return ntdll && platform::GetProcAddress(ntdll.get(), "wine_get_version") != nullptr;
-}
-
 // The ramp of a screen gamma (red, green, blue): 65535 * (i / 255) ^ (1 / gamma). A gamma of 1
 // gives the identity ramp, 257 * i.
 Ramp gammaRamp(const std::array<double, 3>& gammas) {
@@ -88,7 +82,7 @@ TEST(DisplaysConformance, ListingEndsAndNamesTheAdapters) {
 // name into account), where Windows and the sim give none.
 TEST(DisplaysConformance, OnePrimaryAndAContextForEachAttachedDisplay) {
   SKIP_WITHOUT_DISPLAY_DRIVER();
-  const bool anyName = runningUnderWine();
+  const bool anyName = conformance::runningUnderWine();
   std::vector<std::pair<std::string, bool>> cases = {{"\\\\.\\DISPLAY99", anyName}};
   int primaries = 0;
   for (const DISPLAY_DEVICEA& adapter : listDevices(nullptr)) {
@@ -134,7 +128,7 @@ TEST(DisplaysConformance, RampsReadAsHeldAndSetOnesReadBackButUnderWineOnlyAsAGa
   }
   const struct { const char* what; Ramp ramp; bool accepted, exact; } cases[] = {
       {"all zero", Ramp{}, kAllZeroAccepted, true},
-      {"linear", linear, true, !runningUnderWine()},
+      {"linear", linear, true, !conformance::runningUnderWine()},
       {"identity", gammaRamp({1.0, 1.0, 1.0}), true, true}};
   // Under Wine every output shares the screen's one gamma, so every display is read before any
   // is set.

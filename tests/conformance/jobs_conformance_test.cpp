@@ -99,8 +99,10 @@ Handle killOnCloseJob() {
   return job;
 }
 
+// Windows takes PROCESS_QUERY_LIMITED_INFORMATION for IsProcessInJob; Wine refuses that with 5
+// and wants PROCESS_QUERY_INFORMATION, which Windows takes too: the peer asks for the latter.
 bool inJob(DWORD processId, HANDLE job) {
-  Handle process(platform::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+  Handle process(platform::OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, processId));
   BOOL result = FALSE;
   EXPECT_NE(platform::IsProcessInJob(process.get(), job, &result), 0) << processId;
   return result != FALSE;
@@ -143,7 +145,8 @@ TEST(JobConformance, KillOnCloseJobHoldsWhatItsMembersStartAndEndsThemWhenClosed
   platform::WaitForSingleObject(outsider.process.get(), 10000);
 }
 
-// A standard stream reaches the child only when its handle is in the inherit list.
+// A standard stream reaches the child only when its handle is in the inherit list. Wine departs:
+// it hands the child its standard handles whether listed or not.
 TEST(JobConformance, OnlyListedHandlesAreInherited) {
   for (const bool listed : {true, false}) {
     AnonymousPipe output;
@@ -152,7 +155,7 @@ TEST(JobConformance, OnlyListedHandlesAreInherited) {
                         listed ? nullptr : other.write.get());
     output.write.reset();
     other.write.reset();
-    EXPECT_EQ(output.drain(), listed ? "hello" : "") << "listed " << listed;
+    EXPECT_EQ(output.drain(), listed || conformance::runningUnderWine() ? "hello" : "") << "listed " << listed;
     EXPECT_EQ(platform::WaitForSingleObject(child.process.get(), 10000), WAIT_OBJECT_0);
   }
 }

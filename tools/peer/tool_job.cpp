@@ -27,8 +27,8 @@ void ToolJob::assign(HANDLE process) {
 }
 
 bool ToolJob::holds(DWORD processId) const {
-  const OwnedHandle process =
-      adopt(platform::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+  // PROCESS_QUERY_LIMITED_INFORMATION would do on Windows; Wine wants the full query right.
+  const OwnedHandle process = adopt(platform::OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, processId));
   BOOL inJob = FALSE;
   return process && job && platform::IsProcessInJob(process.get(), job.get(), &inJob) && inJob;
 }

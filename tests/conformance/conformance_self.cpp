@@ -1,14 +1,25 @@
-// What the check executable does when a process check starts it as a child in one of its roles.
+// What every check executable shares: the roles it plays when a process check starts it as a
+// child, and whether it runs under Wine.
 #include <cstdio>
+#include <memory>
 #include <string>
+#include <type_traits>
 
 #include "common/text_conversion.h"
 #include "platform/errors.h"
+#include "platform/loader.h"
 #include "platform/pipes_files.h"
 #include "platform/processes.h"
 #include "tests/conformance/conformance_self.h"
 
 namespace conformance {
+
+bool runningUnderWine() {
+  // Wine's ntdll exports wine_get_version; that of Windows does not, and the sim has none.
+  const std::unique_ptr<std::remove_pointer_t<HMODULE>, decltype(&platform::FreeLibrary)> ntdll(
+      platform::LoadLibraryExW(PLATFORM_WIDE("ntdll.dll"), nullptr, 0), &platform::FreeLibrary);
+  return ntdll && platform::GetProcAddress(ntdll.get(), "wine_get_version") != nullptr;
+}
 
 bool runAsChild(const std::string& flag) {
   const std::string print = "--conformance-print=";
