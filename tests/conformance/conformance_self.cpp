@@ -7,6 +7,7 @@
 
 #include "common/text_conversion.h"
 #include "platform/errors.h"
+#include "platform/jobs.h"
 #include "platform/loader.h"
 #include "platform/pipes_files.h"
 #include "platform/processes.h"
@@ -41,14 +42,26 @@ bool runAsChild(const std::string& flag) {
     }
     return true;
   }
-  if (flag == "--conformance-spawn") {
-    // Starts a lingering child of its own, prints that child's id and lingers.
+  if (flag == "--conformance-spawn" || flag == "--conformance-hold-job") {
+    // Starts a lingering child of its own, prints that child's id and lingers; holding a job
+    // that ends the child when the job's handle goes, with this process too.
+    HANDLE job = nullptr;
+    if (flag == "--conformance-hold-job") {
+      job = platform::CreateJobObjectW(nullptr, nullptr);
+      JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+      limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+      platform::SetInformationJobObject(job, JobObjectExtendedLimitInformation, &limits, sizeof limits);
+    }
     platform::WideString line = velmo::utf8ToWide("\"" + selfPath + "\" --conformance-linger");
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION info{};
-    if (platform::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                                 nullptr, &startup, &info)) {
+    if (platform::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, job ? CREATE_SUSPENDED : 0,
+                                 nullptr, nullptr, &startup, &info)) {
+      if (job) {
+        platform::AssignProcessToJobObject(job, info.hProcess);
+        platform::ResumeThread(info.hThread);
+      }
       std::printf("%lu\n", static_cast<unsigned long>(info.dwProcessId));
       std::fflush(stdout);
       platform::WaitForSingleObject(info.hProcess, INFINITE);

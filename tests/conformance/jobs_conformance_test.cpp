@@ -118,6 +118,18 @@ TEST(JobConformance, SuspendedChildRunsItsProgramOnlyOnceResumed) {
   EXPECT_EQ(code, 7u);
 }
 
+// The first line a child prints: the id of the process it started.
+DWORD printedProcessId(AnonymousPipe& output) {
+  output.write.reset();
+  std::string line;
+  char c = 0;
+  DWORD count = 0;
+  while (line.find('\n') == std::string::npos && platform::ReadFile(output.read.get(), &c, 1, &count, nullptr)) {
+    line += c;
+  }
+  return line.empty() ? 0 : static_cast<DWORD>(std::stoul(line));
+}
+
 // A member's own child is in the job; a process outside it is not; closing the job ends them all.
 TEST(JobConformance, KillOnCloseJobHoldsWhatItsMembersStartAndEndsThemWhenClosed) {
   Handle job = killOnCloseJob();
@@ -126,14 +138,7 @@ TEST(JobConformance, KillOnCloseJobHoldsWhatItsMembersStartAndEndsThemWhenClosed
   Child outsider = start("--conformance-linger", CREATE_NO_WINDOW);
   EXPECT_NE(platform::AssignProcessToJobObject(job.get(), member.process.get()), 0);
   EXPECT_EQ(platform::ResumeThread(member.thread.get()), 1u);
-  output.write.reset();
-  std::string line;
-  char c = 0;
-  DWORD count = 0;
-  while (line.find('\n') == std::string::npos && platform::ReadFile(output.read.get(), &c, 1, &count, nullptr)) {
-    line += c;
-  }
-  const DWORD grandchild = static_cast<DWORD>(std::stoul(line));
+  const DWORD grandchild = printedProcessId(output);
   EXPECT_TRUE(inJob(member.id, job.get()));
   EXPECT_TRUE(inJob(grandchild, job.get()));
   EXPECT_FALSE(inJob(outsider.id, job.get()));
@@ -143,6 +148,18 @@ TEST(JobConformance, KillOnCloseJobHoldsWhatItsMembersStartAndEndsThemWhenClosed
   EXPECT_EQ(platform::WaitForSingleObject(outsider.process.get(), 0), WAIT_TIMEOUT);
   platform::TerminateProcess(outsider.process.get(), 9);
   platform::WaitForSingleObject(outsider.process.get(), 10000);
+}
+
+// A process that holds a kill-on-close job and is killed takes the job's processes with it.
+TEST(JobConformance, KilledHolderOfAJobEndsItsProcesses) {
+  AnonymousPipe output;
+  Child holder = start("--conformance-hold-job", CREATE_NO_WINDOW, output.write.get());
+  const DWORD member = printedProcessId(output);
+  ASSERT_NE(member, 0u);
+  Handle process(platform::OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, member));
+  EXPECT_EQ(platform::WaitForSingleObject(process.get(), 0), WAIT_TIMEOUT);
+  EXPECT_NE(platform::TerminateProcess(holder.process.get(), 9), 0);
+  EXPECT_EQ(platform::WaitForSingleObject(process.get(), 10000), WAIT_OBJECT_0);
 }
 
 // A standard stream reaches the child only when its handle is in the inherit list. Wine departs:

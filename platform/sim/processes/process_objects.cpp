@@ -5,7 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <time.h>
+
 #include <cerrno>
+#include <cstdio>
 
 #include "platform/errors.h"
 #include "platform/processes.h"
@@ -23,6 +26,27 @@ std::shared_ptr<T> objectOf(HANDLE handle) {
 }
 
 }  // namespace
+
+bool ProcessIdentity::reap(bool block) {
+  for (;;) {
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
+    std::FILE* stat = std::fopen(path, "r");
+    char state = 0;
+    const bool found = stat && std::fscanf(stat, "%*d (%*[^)]) %c", &state) == 1;
+    if (stat) {
+      std::fclose(stat);
+    }
+    if (!found || state == 'Z' || state == 'X') {
+      return true;
+    }
+    if (!block) {
+      return false;
+    }
+    const timespec oneMillisecond{0, 1000000};
+    ::nanosleep(&oneMillisecond, nullptr);
+  }
+}
 
 bool ChildProcess::reap(bool block) {
   std::lock_guard<std::mutex> lock(mutex);

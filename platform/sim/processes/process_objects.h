@@ -19,14 +19,16 @@ class ProcessIdentity : public HandleObject {
  public:
   explicit ProcessIdentity(pid_t pid) : pid(pid) {}
   const pid_t pid;
+  // True once the process has ended; `block` waits for it. Another's process is looked up in
+  // /proc (gone, or ended and not yet reaped by its parent).
+  virtual bool reap(bool block);
 };
 
 // A child of this process.
 class ChildProcess : public ProcessIdentity {
  public:
   using ProcessIdentity::ProcessIdentity;
-  // True once the process has ended; `block` waits for it.
-  bool reap(bool block);
+  bool reap(bool block) override;
   DWORD code();
   // SIGKILL, and the code that Windows would report; a process that has ended stays as it was.
   bool terminate(DWORD code);

@@ -191,7 +191,7 @@ BOOL CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine,
 
 DWORD WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds) {
   SIM_ENTER(WaitForSingleObject, hHandle, dwMilliseconds);
-  const auto process = sim::childOf(hHandle);
+  const auto process = sim::processIdentityOf(hHandle);
   if (!process) {
     return WAIT_FAILED;
   }
