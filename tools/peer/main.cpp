@@ -2,11 +2,12 @@
 //   kestrine-peer blank [--force]        run `kestrine --save` and hold the document it sends
 //   kestrine-peer unblank [--from ID]    run `kestrine --restore` with the held (or that) document
 //   kestrine-peer history [--json]       the documents kept, with their IDs and states
+//   kestrine-peer history --show ID      one record and the tool's output of its runs
 //   kestrine-peer receive [--out FILE]   take one document from the tool and store it
 //   kestrine-peer send [--in FILE]       hand the held document to the tool
 // Common options: --pipe NAME (default KestrinePipe), --instances N, --store DIR, --keep N,
 // --connect-timeout and --transfer-timeout; for blank and unblank --tool PATH, --logfile FILE and
-// --tool-arg ARG (passed on to the tool).
+// --tool-arg ARG (passed on to the tool), --quiet (the tool's output is kept, not shown).
 // Exit status: 0 done, 1 bad command line, 2 the transfer or the store failed; blank and unblank
 // give the tool's own exit status when the tool failed.
 #include <exception>
@@ -41,6 +42,7 @@ int main(int argc, char** argv) {
     std::cerr << "kestrine-peer: " << e.what() << " (see kestrine-peer --help)" << std::endl;
     return 1;
   } catch (const std::exception& e) {
+    peer::releaseConsoleEvents();
     std::cerr << "kestrine-peer: " << e.what() << std::endl;
     return 2;
   }
