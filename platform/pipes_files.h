@@ -77,6 +77,12 @@ BOOL PeekNamedPipe(HANDLE hNamedPipe, LPVOID lpBuffer, DWORD nBufferSize, LPDWOR
 // file whatever range is given.
 BOOL LockFileEx(HANDLE hFile, DWORD dwFlags, DWORD dwReserved, DWORD nNumberOfBytesToLockLow,
                 DWORD nNumberOfBytesToLockHigh, LPOVERLAPPED lpOverlapped);
+// An anonymous pipe: bytes written to the write end are read from the read end; the read end
+// reports ERROR_BROKEN_PIPE once every copy of the write end (a child's too) is closed.
+BOOL CreatePipe(PHANDLE hReadPipe, PHANDLE hWritePipe, LPSECURITY_ATTRIBUTES lpPipeAttributes,
+                DWORD nSize);
+// The process id of the client connected to a server end, recorded when it connected.
+BOOL GetNamedPipeClientProcessId(HANDLE Pipe, PULONG ClientProcessId);
 BOOL UnlockFileEx(HANDLE hFile, DWORD dwReserved, DWORD nNumberOfBytesToUnlockLow,
                   DWORD nNumberOfBytesToUnlockHigh, LPOVERLAPPED lpOverlapped);
 

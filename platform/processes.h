@@ -1,4 +1,5 @@
-// Child processes: start one with a command line, wait for it, read its exit code.
+// Child processes: start one with a command line (suspended, in a group of its own, with only the
+// listed handles inherited), resume it, wait for it, read its exit code, open one by its id.
 #pragma once
 
 #include "platform/types.h"
@@ -35,6 +36,25 @@ struct PROCESS_INFORMATION {
 using LPPROCESS_INFORMATION = PROCESS_INFORMATION*;
 
 constexpr DWORD STILL_ACTIVE = 259;
+
+constexpr DWORD CREATE_SUSPENDED = 0x00000004;
+constexpr DWORD CREATE_NEW_PROCESS_GROUP = 0x00000200;
+constexpr DWORD EXTENDED_STARTUPINFO_PRESENT = 0x00080000;
+constexpr DWORD CREATE_NO_WINDOW = 0x08000000;
+constexpr DWORD STARTF_USESTDHANDLES = 0x00000100;
+constexpr DWORD PROCESS_QUERY_INFORMATION = 0x0400;
+constexpr DWORD SYNCHRONIZE = 0x00100000;
+constexpr DWORD PROCESS_QUERY_LIMITED_INFORMATION = 0x1000;
+constexpr DWORD_PTR PROC_THREAD_ATTRIBUTE_HANDLE_LIST = 0x00020002;
+
+// Opaque: the caller provides the memory, InitializeProcThreadAttributeList says how much.
+struct _PROC_THREAD_ATTRIBUTE_LIST;
+using LPPROC_THREAD_ATTRIBUTE_LIST = _PROC_THREAD_ATTRIBUTE_LIST*;
+
+struct STARTUPINFOEXW {
+  STARTUPINFOW StartupInfo;
+  LPPROC_THREAD_ATTRIBUTE_LIST lpAttributeList;
+};
 #endif
 
 namespace platform {
@@ -49,5 +69,21 @@ DWORD WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds);
 BOOL GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode);
 // Ends the process at once; its exit code becomes uExitCode.
 BOOL TerminateProcess(HANDLE hProcess, UINT uExitCode);
+// The suspend count before the call (1 for a child started with CREATE_SUSPENDED), or
+// (DWORD)-1 on failure; at 0 the thread runs.
+DWORD ResumeThread(HANDLE hThread);
+// A handle to a running process of this machine; null with ERROR_INVALID_PARAMETER when no
+// process has that id.
+HANDLE OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwProcessId);
+
+// The attribute list of STARTUPINFOEXW. Called first with a null list, it fails with
+// ERROR_INSUFFICIENT_BUFFER and gives the size to allocate. A value given to
+// UpdateProcThreadAttribute must stay until the list is deleted.
+BOOL InitializeProcThreadAttributeList(LPPROC_THREAD_ATTRIBUTE_LIST lpAttributeList,
+                                       DWORD dwAttributeCount, DWORD dwFlags, PSIZE_T lpSize);
+BOOL UpdateProcThreadAttribute(LPPROC_THREAD_ATTRIBUTE_LIST lpAttributeList, DWORD dwFlags,
+                               DWORD_PTR Attribute, PVOID lpValue, SIZE_T cbSize,
+                               PVOID lpPreviousValue, PSIZE_T lpReturnSize);
+void DeleteProcThreadAttributeList(LPPROC_THREAD_ATTRIBUTE_LIST lpAttributeList);
 
 }  // namespace platform

@@ -64,3 +64,16 @@ BOOL UnlockFileEx(HANDLE hFile, DWORD dwReserved, DWORD nNumberOfBytesToUnlockLo
 }
 
 }  // namespace platform
+
+namespace platform {
+
+BOOL CreatePipe(PHANDLE hReadPipe, PHANDLE hWritePipe, LPSECURITY_ATTRIBUTES lpPipeAttributes,
+                DWORD nSize) {
+  return ::CreatePipe(hReadPipe, hWritePipe, lpPipeAttributes, nSize);
+}
+
+BOOL GetNamedPipeClientProcessId(HANDLE Pipe, PULONG ClientProcessId) {
+  return ::GetNamedPipeClientProcessId(Pipe, ClientProcessId);
+}
+
+}  // namespace platform

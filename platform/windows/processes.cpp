@@ -26,3 +26,29 @@ BOOL TerminateProcess(HANDLE hProcess, UINT uExitCode) {
 }
 
 }  // namespace platform
+
+namespace platform {
+
+DWORD ResumeThread(HANDLE hThread) { return ::ResumeThread(hThread); }
+
+HANDLE OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwProcessId) {
+  return ::OpenProcess(dwDesiredAccess, bInheritHandle, dwProcessId);
+}
+
+BOOL InitializeProcThreadAttributeList(LPPROC_THREAD_ATTRIBUTE_LIST lpAttributeList,
+                                       DWORD dwAttributeCount, DWORD dwFlags, PSIZE_T lpSize) {
+  return ::InitializeProcThreadAttributeList(lpAttributeList, dwAttributeCount, dwFlags, lpSize);
+}
+
+BOOL UpdateProcThreadAttribute(LPPROC_THREAD_ATTRIBUTE_LIST lpAttributeList, DWORD dwFlags,
+                               DWORD_PTR Attribute, PVOID lpValue, SIZE_T cbSize,
+                               PVOID lpPreviousValue, PSIZE_T lpReturnSize) {
+  return ::UpdateProcThreadAttribute(lpAttributeList, dwFlags, Attribute, lpValue, cbSize,
+                                     lpPreviousValue, lpReturnSize);
+}
+
+void DeleteProcThreadAttributeList(LPPROC_THREAD_ATTRIBUTE_LIST lpAttributeList) {
+  ::DeleteProcThreadAttributeList(lpAttributeList);
+}
+
+}  // namespace platform

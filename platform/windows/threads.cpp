@@ -5,4 +5,10 @@ namespace platform {
 
 DWORD GetCurrentThreadId() { return ::GetCurrentThreadId(); }
 
+HANDLE OpenThread(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwThreadId) {
+  return ::OpenThread(dwDesiredAccess, bInheritHandle, dwThreadId);
+}
+
+BOOL CancelSynchronousIo(HANDLE hThread) { return ::CancelSynchronousIo(hThread); }
+
 }  // namespace platform

@@ -15,19 +15,11 @@
 #include <thread>
 
 #include "common/text_conversion.h"
-#include "platform/loader.h"
 #include "platform/pipes_files.h"
 #include "tests/conformance/conformance_self.h"
 
 namespace conformance {
 std::string selfPath;
-
-bool runningUnderWine() {
-  const HMODULE ntdll = platform::LoadLibraryExW(PLATFORM_WIDE("ntdll.dll"), nullptr, 0);
-  const bool wine = ntdll && platform::GetProcAddress(ntdll, "wine_get_version") != nullptr;
-  if (ntdll) platform::FreeLibrary(ntdll);
-  return wine;
-}
 }  // namespace conformance
 
 int main(int argc, char** argv) {
@@ -49,6 +41,9 @@ int main(int argc, char** argv) {
     return 0;
   }
   conformance::selfPath = argv[0];
+  if (argc > 1 && conformance::runAsChild(argv[1])) {
+    return 0;
+  }
   ::testing::InitGoogleTest(&argc, argv);
 #ifndef _WIN32
   std::string pattern =

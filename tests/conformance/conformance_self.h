@@ -7,8 +7,14 @@
 namespace conformance {
 // argv[0] of the check executable. Started with "--conformance-exit=N" it ends with status N,
 // with "--conformance-linger" it waits for minutes, with "--conformance-hold=PATH" it holds the
-// file PATH open for reading without sharing it and waits for minutes.
+// file PATH open for reading without sharing it and waits for minutes; runAsChild knows the other
+// roles.
 extern std::string selfPath;
-// Wine's ntdll exports wine_get_version; that of Windows does not, and the sim has none.
+
+// The roles of a child started by the process checks (processes_conformance_test.cpp): runs the
+// one `flag` names and gives true, or gives false for no such role.
+bool runAsChild(const std::string& flag);
+
+// True under Wine, where a check names what departs from Windows.
 bool runningUnderWine();
 }  // namespace conformance

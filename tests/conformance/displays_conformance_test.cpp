@@ -83,7 +83,7 @@ TEST(DisplaysConformance, ListingEndsAndNamesTheAdapters) {
 // name into account), where Windows and the sim give none.
 TEST(DisplaysConformance, OnePrimaryAndAContextForEachAttachedDisplay) {
   SKIP_WITHOUT_DISPLAY_DRIVER();
-  const bool anyName = runningUnderWine();
+  const bool anyName = conformance::runningUnderWine();
   std::vector<std::pair<std::string, bool>> cases = {{"\\\\.\\DISPLAY99", anyName}};
   int primaries = 0;
   for (const DISPLAY_DEVICEA& adapter : listDevices(nullptr)) {
@@ -129,7 +129,7 @@ TEST(DisplaysConformance, RampsReadAsHeldAndSetOnesReadBackButUnderWineOnlyAsAGa
   }
   const struct { const char* what; Ramp ramp; bool accepted, exact; } cases[] = {
       {"all zero", Ramp{}, kAllZeroAccepted, true},
-      {"linear", linear, true, !runningUnderWine()},
+      {"linear", linear, true, !conformance::runningUnderWine()},
       {"identity", gammaRamp({1.0, 1.0, 1.0}), true, true}};
   // Under Wine every output shares the screen's one gamma, so every display is read before any
   // is set.

@@ -18,6 +18,15 @@ class Handle {
   ~Handle() { reset(); }
   Handle(const Handle&) = delete;
   Handle& operator=(const Handle&) = delete;
+  Handle(Handle&& other) noexcept : handle(other.handle) { other.handle = INVALID_HANDLE_VALUE; }
+  Handle& operator=(Handle&& other) noexcept {
+    if (this != &other) {
+      reset();
+      handle = other.handle;
+      other.handle = INVALID_HANDLE_VALUE;
+    }
+    return *this;
+  }
 
   HANDLE get() const { return handle; }
   bool valid() const { return handle != INVALID_HANDLE_VALUE && handle != nullptr; }

@@ -2,6 +2,9 @@
 // reference peer, checked through the displays, the peer's document and the exit statuses.
 #include <gtest/gtest.h>
 #include <json/reader.h>
+#include <json/writer.h>
+#include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -10,6 +13,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "common/text_conversion.h"
@@ -362,3 +366,158 @@ INSTANTIATE_TEST_SUITE_P(Cases, CommandLineStatus, ::testing::Values(
     caseName);
 
 }  // namespace
+
+// Whether any process but this test still runs on this machine (its environment names the root).
+bool machineHasProcesses(const std::filesystem::path& root) {
+  const std::string marker = "KESTRINE_SIM_ROOT=" + root.string();
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    const std::string name = entry.path().filename().string();
+    if (name.find_first_not_of("0123456789") != std::string::npos || std::stoi(name) == ::getpid()) {
+      continue;
+    }
+    std::ifstream in(entry.path() / "environ");
+    std::string variable;
+    while (std::getline(in, variable, '\0')) {
+      if (variable == marker) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// The peer ended from outside at moments of a save: whatever the moment, a display that is dark
+// has its document held, and nothing of the save runs on. Killed, the peer takes the tool with
+// it (the tool needs about 200 ms to blank here, so the kills land before it blanks, never
+// between its blank and its send); Ctrl+C (SIGINT) and a closed console (SIGHUP) wait for the
+// store.
+struct PeerEndCase {
+  const char* name;
+  int signal;
+  int afterMilliseconds;  // when the signal goes, counted from the pipe's opening; or -1: once
+                          // display 1 is dark, -2: once a record is stored
+};
+
+class PeerEndedDuringSave : public KestrineEndToEnd, public ::testing::WithParamInterface<PeerEndCase> {};
+
+TEST_P(PeerEndedDuringSave, NeverLeavesADarkDisplayWithoutItsDocument) {
+  auto blank = startPeer({"blank"});
+  const int moment = GetParam().afterMilliseconds;
+  // The store lock of the running blank keeps `history` out: the record file itself tells.
+  const auto recordHeld = [&] {
+    std::ifstream in(simRoot / "peer" / "records" / "1.record");
+    std::string header;
+    return std::getline(in, header) && header.find(" held ") != std::string::npos;
+  };
+  if (moment >= 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(moment));  // the moment of the kill
+  }
+  ASSERT_TRUE(moment >= 0 || testing_support::eventually(
+      [&] { return moment == -1 ? isDark(readRamp(kDisplay1)) : recordHeld(); }));
+  blank->signal(GetParam().signal);
+  blank->wait();
+  ASSERT_TRUE(testing_support::eventually([&] { return !machineHasProcesses(simRoot); }))
+      << "the tool outlived its peer";
+  const bool held = recordHeld();
+  for (const char* display : {kDisplay1, kDisplay2}) {
+    EXPECT_TRUE(!isDark(readRamp(display)) || held) << display << " is dark with no document";
+  }
+  if (moment < 0) {
+    EXPECT_TRUE(held) << "an arrived document is stored before the peer ends";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, PeerEndedDuringSave, ::testing::Values(
+    PeerEndCase{"killedAfter30ms", SIGKILL, 30},
+    PeerEndCase{"killedAfter90ms", SIGKILL, 90},
+    PeerEndCase{"killedAfter160ms", SIGKILL, 160},
+    PeerEndCase{"killedOnceStored", SIGKILL, -2},
+    PeerEndCase{"ctrlCOnceDark", SIGINT, -1},
+    PeerEndCase{"consoleClosedOnceDark", SIGHUP, -1}),
+    caseName);
+
+// A client that reaches the pipe before the tool, with a well-formed document of another
+// machine, is refused unread; the tool, started by a wrapper script as its child (so in the job,
+// not the process the peer started), is heard: its document is the one held and served back.
+TEST_F(KestrineEndToEnd, OnlyTheStartedToolIsHeard) {
+  ASSERT_EQ(peer({"blank"}).status, 0);
+  Json::Value other = parse(recordDocument(1));
+  ASSERT_EQ(peer({"unblank"}).status, 0);
+  other["GammaBlanking"][0]["initialGammas"]["red"][255] = 1234;
+  const std::string stray = Json::writeString(Json::StreamWriterBuilder(), other);
+
+  const std::string gate = (simRoot / "go").string();
+  auto blank = startPeer({"blank", "--tool", script("late", "until [ -e \"" + gate + "\" ]; do sleep 0.01; done; \"" + kTool + "\" \"$@\"")});
+  HANDLE client = platform::CreateFileW(velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe").c_str(),
+                                        GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(client, INVALID_HANDLE_VALUE);
+  DWORD written = 0;
+  EXPECT_NE(platform::WriteFile(client, stray.data(), static_cast<DWORD>(stray.size()), &written, nullptr), 0);
+  platform::CloseHandle(client);
+  std::ofstream(gate).put('\n');
+  const ProcessResult held = blank->wait();
+  EXPECT_EQ(held.status, 0) << held.output;
+  EXPECT_TRUE(shows(held, "refused a client of \\\\.\\pipe\\KestrinePipe (process " + std::to_string(::getpid()) + ")")) << held.output;
+  EXPECT_EQ(parse(recordDocument(2))["GammaBlanking"][0]["initialGammas"]["red"][255].asUInt(), 65535u);
+  ASSERT_EQ(peer({"unblank"}).status, 0);
+  EXPECT_EQ(readRamp(kDisplay1)[255], 65535u);
+}
+
+// Against a client that never reads, every send ends at --transfer-timeout with a clear message
+// and status 2, and a record it was serving stays held. (`timeout` bounds a peer that waits on.)
+using SendToAClientThatNeverReads = Table<2>;
+
+TEST_P(SendToAClientThatNeverReads, EndsAtTheTransferTimeout) {
+  Json::Value large;
+  large["padding"] = std::string(900 * 1024, 'x');  // more than the pipe's buffers hold
+  const std::string document = Json::writeString(Json::StreamWriterBuilder(), large);
+  const std::filesystem::path file = simRoot / "large.json";
+  std::ofstream(file, std::ios::binary) << document;
+  const platform::WideString pipe = velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe");
+  if (GetParam().input == "record") {
+    auto receiver = startPeer({"receive"});
+    HANDLE sender = platform::CreateFileW(pipe.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    DWORD written = 0;
+    EXPECT_NE(platform::WriteFile(sender, document.data(), static_cast<DWORD>(document.size()), &written, nullptr), 0);
+    platform::CloseHandle(sender);
+    ASSERT_EQ(receiver->wait().status, 0);
+  }
+  std::vector<std::string> args{"/usr/bin/timeout", "20", kPeer, "send", "--transfer-timeout", "0.5"};
+  args.insert(args.end(), GetParam().args.begin(), GetParam().args.end());
+  if (GetParam().input == "file") {
+    args.insert(args.end(), {"--in", file.string()});
+  }
+  ChildProcess send(args, environment);
+  ASSERT_TRUE(testing_support::waitForPipe());
+  HANDLE client = platform::CreateFileW(pipe.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  const ProcessResult ended = send.wait();
+  platform::CloseHandle(client);
+  expectEnd(ended);
+  if (GetParam().input == "record") {
+    EXPECT_NE(peer({"history", "--json"}).output.find("\"held\""), std::string::npos);
+    // Padding, not a display state document: kept away from the documents' schema check.
+    std::filesystem::remove_all(simRoot / "peer");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, SendToAClientThatNeverReads, ::testing::Values(
+    RunCase{"fromFile", "file", {}, 2, "when the transfer's time ran out"},
+    RunCase{"heldRecord", "record", {}, 2, "when the transfer's time ran out"}),
+    caseName);
+
+// The tool's output reaches the peer: relayed as it comes (unless --quiet) and kept in the
+// history beside the record, shown by history --show.
+TEST_F(KestrineEndToEnd, TheToolsOutputIsRelayedAndKeptWithItsRecord) {
+  const ProcessResult loud = peer({"blank"});
+  ASSERT_EQ(loud.status, 0);
+  EXPECT_TRUE(shows(loud, "[tool] ")) << loud.output;
+  const ProcessResult quiet = peer({"unblank", "--quiet"});
+  ASSERT_EQ(quiet.status, 0);
+  EXPECT_FALSE(shows(quiet, "[tool] ")) << quiet.output;
+  const ProcessResult shown = peer({"history", "--show", "1"});
+  EXPECT_EQ(shown.status, 0);
+  for (const char* text : {"blank    18", "--- the tool's output during blank ---", "Request to blank succeeded",
+                           "--- the tool's output during unblank ---", "Restore action complete"}) {
+    EXPECT_TRUE(shows(shown, text)) << text << "\n" << shown.output;
+  }
+}

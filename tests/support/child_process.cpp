@@ -52,6 +52,12 @@ ChildProcess::~ChildProcess() {
   }
 }
 
+void ChildProcess::signal(int number) const {
+  if (pid > 0) {
+    ::kill(pid, number);
+  }
+}
+
 ProcessResult ChildProcess::wait() {
   int raw = 0;
   const bool ended = pid > 0 && ::waitpid(pid, &raw, 0) == pid;

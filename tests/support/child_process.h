@@ -29,6 +29,9 @@ class ChildProcess {
   // Waits for the child to end and gives its status and output.
   ProcessResult wait();
 
+  // Sends the child a signal (SIGKILL, SIGINT, ...) while it runs.
+  void signal(int number) const;
+
  private:
   using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
   File output{std::tmpfile(), &std::fclose};

@@ -139,6 +139,13 @@ else
     check "the document was served" contains "$work/store/records/1.record" "kestrine-peer-record 1 served"
 fi
 
+echo "== the tool's output through the peer's pipes"
+win kestrine-peer.exe unblank --store "$store" --from 1
+check "the tool's lines are relayed as they come" contains "$work/out" "[tool] "
+check "and are the tool's own" contains "$work/out" "Got action restore"
+win kestrine-peer.exe history --store "$store" --show 1
+check "history --show keeps them with the record" contains "$work/out" "Got action restore"
+
 if [[ $displays -ne 0 ]]; then
     echo "== save after the screen's gamma is set to 0.8:1:1.2"
     bash "$xorg" gamma 0.8:1:1.2 >/dev/null

@@ -101,6 +101,10 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
                            "display the machine lists gets the linear ramp, so that every display "
                            "comes back lit (not as it was) when no kept document can help", false);
   TCLAP::SwitchArg json("", "json", "history: print the records as JSON", false);
+  TCLAP::ValueArg<unsigned> show("", "show", "history: print record ID's header and the output "
+                                 "of the tool's run that it belongs to", false, 0, "ID");
+  TCLAP::SwitchArg quiet("", "quiet", "blank/unblank: print only the peer's own lines, not the "
+                         "tool's output (the history keeps it all the same)", false);
   TCLAP::ValueArg<unsigned> keep("", "keep", "how many documents the history keeps (default 20); "
                                  "a held one always stays", false, 20, "N");
   TCLAP::ValueArg<double> connectTimeout("", "connect-timeout", "longest wait for the client to "
@@ -116,6 +120,8 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
   cmd.add(keep);
   cmd.add(json);
   cmd.add(relight);
+  cmd.add(show);
+  cmd.add(quiet);
   cmd.add(linear);
   cmd.add(from);
   cmd.add(force);
@@ -166,6 +172,10 @@ PeerOptions parsePeerOptions(int argc, const char* const* argv,
                      "--linear-for-unsaved");
   }
   options.json = json.getValue();
+  if (show.isSet()) {
+    options.showRecord = show.getValue();
+  }
+  options.quiet = quiet.getValue();
   if (keep.getValue() < 1) {
     throw UsageError("--keep must be at least 1");
   }

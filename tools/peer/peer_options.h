@@ -26,6 +26,8 @@ struct PeerOptions {
   bool linearForUnsaved = false;                    // unblank/send: light unsaved displays
   bool relight = false;                             // unblank: every display the linear ramp
   bool json = false;                                // history: for scripts
+  std::optional<unsigned> showRecord;               // history: this record and its tool output
+  bool quiet = false;                               // blank/unblank: only the peer's own lines
   unsigned keep = 20;                               // records the history keeps
   std::optional<std::chrono::milliseconds> connectTimeout;  // else the command's own default
   std::chrono::milliseconds transferTimeout{60000};         // the transfer and the tool's end

@@ -8,6 +8,7 @@
 #include "common/text_conversion.h"
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
+#include "tools/peer/io_deadline.h"
 #include "tools/peer/peer_error.h"
 #include "tools/peer/pipe_security.h"
 
@@ -61,6 +62,34 @@ bool PipeServer::waitForClient(Clock::time_point deadline,
   }
 }
 
+std::optional<DWORD> PipeServer::clientProcessId() {
+  ULONG processId = 0;
+  if (!platform::GetNamedPipeClientProcessId(pipe.get(), &processId)) {
+    return std::nullopt;
+  }
+  return static_cast<DWORD>(processId);
+}
+
+bool PipeServer::refuseAndWaitForNext(Clock::time_point deadline,
+                                      const std::function<bool()>& clientCannotCome) {
+  // Disconnecting drops what the client sent; the instance takes a new client only through
+  // ConnectNamedPipe, which blocks, so it waits under a limit that cancels it.
+  platform::DisconnectNamedPipe(pipe.get());
+  IoDeadline limit(deadline, clientCannotCome);
+  if (platform::ConnectNamedPipe(pipe.get(), nullptr)) {
+    return true;
+  }
+  const DWORD error = platform::GetLastError();
+  // A client that came in between (535), or came and went already (232), is connected too.
+  if (error == ERROR_PIPE_CONNECTED || error == ERROR_NO_DATA) {
+    return true;
+  }
+  if (error == ERROR_OPERATION_ABORTED) {
+    return false;
+  }
+  throw PeerError("cannot wait for a client of " + displayName, error);
+}
+
 Received PipeServer::receiveAll(Clock::time_point deadline) {
   Received received;
   std::string buffer(kBufferBytes, '\0');
@@ -98,15 +127,32 @@ Received PipeServer::receiveAll(Clock::time_point deadline) {
 }
 
 bool PipeServer::sendAll(const std::string& document) {
+  // A client that never reads would hold a write, or the flush, for ever.
+  std::optional<IoDeadline> limit;
+  if (writeDeadline) {
+    limit.emplace(*writeDeadline);
+  }
+  const auto timedOut = [&] {
+    platform::DisconnectNamedPipe(pipe.get());
+    return PeerError("the client had not read the whole document of " +
+                     std::to_string(document.size()) + " bytes when the transfer's time ran out "
+                     "(--transfer-timeout); it was disconnected");
+  };
   for (std::size_t offset = 0; offset < document.size(); offset += kBufferBytes) {
     const DWORD size = static_cast<DWORD>(std::min<std::size_t>(kBufferBytes, document.size() - offset));
     DWORD written = 0;
     if (!platform::WriteFile(pipe.get(), document.data() + offset, size, &written, nullptr)) {
+      if (limit && limit->expired()) {
+        throw timedOut();
+      }
       throw PeerError("cannot write to " + displayName, platform::GetLastError());
     }
   }
   // Disconnecting drops what the client has not read yet, so wait for it to read everything.
   const bool confirmed = platform::FlushFileBuffers(pipe.get()) != FALSE;
+  if (!confirmed && limit && limit->expired()) {
+    throw timedOut();
+  }
   platform::DisconnectNamedPipe(pipe.get());
   return confirmed;
 }

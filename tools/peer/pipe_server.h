@@ -33,13 +33,22 @@ class PipeServer {
   // again). False when `deadline` passes or `clientCannotCome` says so first.
   bool waitForClient(Clock::time_point deadline, const std::function<bool()>& clientCannotCome);
 
+  // The id of the connected client's process, or nothing when it cannot be had.
+  std::optional<DWORD> clientProcessId();
+
+  // Disconnects the client unread and unserved, and waits for the next one as waitForClient does.
+  bool refuseAndWaitForNext(Clock::time_point deadline, const std::function<bool()>& clientCannotCome);
+
+  // The limit of sendAll's writes and of its wait for the client to read them.
+  void setWriteDeadline(Clock::time_point deadline) { writeDeadline = deadline; }
+
   // Reads until the client ends the stream, or until nothing more arrives before `deadline`,
   // a read fails, or the client sends more than kMaxDocumentBytes.
   Received receiveAll(Clock::time_point deadline);
 
   // Writes the whole document, waits until the client has read it and disconnects. Throws
-  // PeerError when a write fails; gives false when the client went away before the end was
-  // confirmed.
+  // PeerError when a write fails or the client has not read everything by the write deadline;
+  // gives false when the client went away before the end was confirmed.
   bool sendAll(const std::string& document);
 
   static constexpr std::size_t kMaxDocumentBytes = 64u * 1024u * 1024u;
@@ -47,6 +56,7 @@ class PipeServer {
  private:
   std::string displayName;
   OwnedHandle pipe;
+  std::optional<Clock::time_point> writeDeadline;
 };
 
 }  // namespace peer

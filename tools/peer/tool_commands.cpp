@@ -5,18 +5,22 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "tools/peer/commands.h"
+#include "tools/peer/console_guard.h"
 #include "tools/peer/document_check.h"
 #include "tools/peer/peer_error.h"
 #include "tools/peer/pipe_server.h"
 #include "tools/peer/relight.h"
+#include "tools/peer/run_output.h"
 #include "tools/peer/store_steps.h"
 #include "tools/peer/tool_log.h"
+#include "tools/peer/tool_output.h"
 #include "tools/peer/tool_process.h"
 #include "tools/peer/tool_verdict.h"
 
@@ -43,6 +47,9 @@ struct ToolRun {
   std::string output;  // the tool's standard output and error, as they came
 };
 
+// How long the tool's output may still come after the tool itself has ended.
+constexpr std::chrono::seconds kOutputLinger{2};
+
 int endTool(ToolProcess& tool) {
   tool.terminate();
   const std::optional<int> status = tool.waitFor(kTerminationWait);
@@ -52,21 +59,50 @@ int endTool(ToolProcess& tool) {
   return *status;
 }
 
+// Waits for a client that is the tool or runs inside its job; any other client is disconnected
+// unread and unserved, and said so. False when none came in time or the tool ended first.
+bool waitForOwnTool(PipeServer& server, ToolProcess& tool, Clock::time_point deadline,
+                    const std::function<bool()>& toolCannotCome) {
+  for (bool connected = server.waitForClient(deadline, toolCannotCome); connected;
+       connected = server.refuseAndWaitForNext(deadline, toolCannotCome)) {
+    const std::optional<DWORD> client = server.clientProcessId();
+    if (client && tool.isToolOrInItsJob(*client)) {
+      printStatus("the tool connected (process " + std::to_string(*client) + ")");
+      return true;
+    }
+    printStatus("refused a client of " + server.fullName() + " (process " +
+                (client ? std::to_string(*client) : std::string("unknown")) +
+                "): it is not the tool this peer started; it was disconnected unread, and the "
+                "peer goes on waiting for its tool");
+  }
+  return false;
+}
+
 // Runs the tool with `action` against a fresh pipe instance, waits for it to connect, hands the
 // server to `transfer` with the transfer's deadline and waits for the tool's end. A tool that
-// does not connect in time, or whose transfer and end take longer than allowed, is ended.
+// does not connect in time, or whose transfer and end take longer than allowed, is ended. The
+// tool runs in a job that ends it if the peer ends first, and its output comes through the peer.
 template <class Transfer>
 ToolRun runToolAgainstPipe(const PeerOptions& options, const std::string& action, Transfer transfer) {
   PipeServer server(options.pipeName, options.maxInstances);
   std::vector<std::string> arguments{action};
   arguments.insert(arguments.end(), options.toolArguments.begin(), options.toolArguments.end());
-  ToolProcess tool(options.toolPath ? *options.toolPath : toolBesidePeer(), arguments);
+  // From here on, Ctrl+C and the closing of the console wait for the document to be safe.
+  holdConsoleEvents();
+  ToolOutput output(!options.quiet);
+  ToolProcess tool(options.toolPath ? *options.toolPath : toolBesidePeer(), arguments,
+                   output.childEnd());
+  output.startDraining();
   printStatus("listening on " + server.fullName() + ", started " + tool.commandLine());
 
   ToolRun run;
+  const auto collectOutput = [&] {
+    tool.endJob();
+    run.output = output.finish(kOutputLinger);
+  };
   const std::chrono::milliseconds connectLimit = options.connectTimeout.value_or(kToolConnectTimeout);
   std::optional<int> endedEarly;
-  const bool connected = server.waitForClient(Clock::now() + connectLimit, [&] {
+  const bool connected = waitForOwnTool(server, tool, Clock::now() + connectLimit, [&] {
     endedEarly = tool.waitFor(std::chrono::milliseconds(0));
     return endedEarly.has_value();
   });
@@ -80,6 +116,7 @@ ToolRun runToolAgainstPipe(const PeerOptions& options, const std::string& action
       run.problem = "the tool did not connect to " + server.fullName() + " within " +
                     secondsText(connectLimit) + " (--connect-timeout); it was ended";
     }
+    collectOutput();
     return run;
   }
 
@@ -97,7 +134,9 @@ ToolRun runToolAgainstPipe(const PeerOptions& options, const std::string& action
     }
   });
   try {
-    transfer(server, Clock::now() + options.transferTimeout);
+    const Clock::time_point deadline = Clock::now() + options.transferTimeout;
+    server.setWriteDeadline(deadline);
+    transfer(server, deadline);
   } catch (const std::exception& e) {
     run.problem = e.what();
   }
@@ -109,6 +148,7 @@ ToolRun runToolAgainstPipe(const PeerOptions& options, const std::string& action
                   secondsText(options.transferTimeout) + " (--transfer-timeout); the tool was ended" +
                   (run.problem ? " (" + *run.problem + ")" : "");
   }
+  collectOutput();
   return run;
 }
 
@@ -241,6 +281,9 @@ int runBlank(const PeerOptions& options) {
                 "); the history was left as it was");
     return run.status != 0 ? run.status : kTransferFailed;
   }
+  if (kept) {
+    keepRunOutput(store.history, kept->id, "blank", run.output);
+  }
   reportSave(store.history, kept, document, judgeSave(toolLinesOf(log, run)));
   if (run.status != 0 && kept && kept->state == RecordState::Held) {
     printStatus("the tool ended with status " + std::to_string(run.status) + " after it had sent "
@@ -259,6 +302,7 @@ int runUnblank(const PeerOptions& options) {
   LockedStore store(options);
   const Serving serving = documentToServe(store.history, options);
   const RestoreRun restore = restoreWith(options, serving.document);
+  keepRunOutput(store.history, serving.record.id, "unblank", restore.run.output);
   if (!restore.confirmed) {
     printStatus(incompleteText(restore) + "; document #" + std::to_string(serving.record.id) +
                 " stays " + stateName(serving.record.state));

@@ -30,23 +30,80 @@ std::string quoteArgument(const std::string& argument) {
   return quoted + "\"";
 }
 
+namespace {
+
+// STARTUPINFOEXW's attribute list naming the only handles a child inherits.
+class InheritOnly {
+ public:
+  explicit InheritOnly(HANDLE handle) : handles{handle} {
+    SIZE_T size = 0;
+    platform::InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    memory.resize(size);
+    if (!platform::InitializeProcThreadAttributeList(list(), 1, 0, &size)) {
+      throw PeerError("cannot prepare the tool's start", platform::GetLastError());
+    }
+    if (!platform::UpdateProcThreadAttribute(list(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles,
+                                             sizeof handles, nullptr, nullptr)) {
+      const DWORD error = platform::GetLastError();
+      platform::DeleteProcThreadAttributeList(list());
+      throw PeerError("cannot prepare the tool's start", error);
+    }
+  }
+  ~InheritOnly() { platform::DeleteProcThreadAttributeList(list()); }
+  InheritOnly(const InheritOnly&) = delete;
+  InheritOnly& operator=(const InheritOnly&) = delete;
+
+  LPPROC_THREAD_ATTRIBUTE_LIST list() {
+    return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory.data());
+  }
+
+ private:
+  HANDLE handles[1];  // must stay until the list is deleted
+  std::vector<unsigned char> memory;
+};
+
+}  // namespace
+
 ToolProcess::ToolProcess(const std::filesystem::path& tool,
-                         const std::vector<std::string>& arguments) {
+                         const std::vector<std::string>& arguments, HANDLE output) {
   shownCommandLine = quoteArgument(tool.u8string());
   for (const std::string& argument : arguments) {
     shownCommandLine += " " + quoteArgument(argument);
   }
   platform::WideString commandLine = velmo::utf8ToWide(shownCommandLine);
   const platform::WideString application = velmo::utf8ToWide(tool.u8string());
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
+  InheritOnly inherited(output);
+  STARTUPINFOEXW startup{};
+  startup.StartupInfo.cb = sizeof startup;
+  startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+  startup.StartupInfo.hStdOutput = output;
+  startup.StartupInfo.hStdError = output;
+  startup.lpAttributeList = inherited.list();
+  // No console (Ctrl+C, Ctrl+Break and the closing of the peer's window never reach the tool),
+  // and a process group of its own.
+  const DWORD flags = CREATE_SUSPENDED | CREATE_NEW_PROCESS_GROUP | CREATE_NO_WINDOW |
+                      EXTENDED_STARTUPINFO_PRESENT;
   PROCESS_INFORMATION information{};
-  if (!platform::CreateProcessW(application.c_str(), commandLine.data(), nullptr, nullptr, FALSE,
-                                0, nullptr, nullptr, &startup, &information)) {
+  if (!platform::CreateProcessW(application.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                                flags, nullptr, nullptr, &startup.StartupInfo, &information)) {
     throw PeerError("cannot start " + shownCommandLine, platform::GetLastError());
   }
   process = adopt(information.hProcess);
   thread = adopt(information.hThread);
+  processId = information.dwProcessId;
+  try {
+    job.assign(process.get());
+    if (platform::ResumeThread(thread.get()) == static_cast<DWORD>(-1)) {
+      throw PeerError("cannot resume " + shownCommandLine, platform::GetLastError());
+    }
+  } catch (const PeerError&) {
+    platform::TerminateProcess(process.get(), kKilledStatus);
+    throw;
+  }
+}
+
+bool ToolProcess::isToolOrInItsJob(DWORD clientProcessId) const {
+  return clientProcessId == processId || job.holds(clientProcessId);
 }
 
 std::optional<int> ToolProcess::waitFor(std::chrono::milliseconds limit) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tools/peer/commands.h"
+#include "tools/peer/console_guard.h"
 #include "tools/peer/document_check.h"
 #include "tools/peer/file_io.h"
 #include "tools/peer/peer_error.h"
@@ -33,6 +34,12 @@ void openAndWait(PipeServer& server, const PeerOptions& options) {
     throw PeerError("no client connected to " + server.fullName() + " within " +
                     std::to_string(limit.count() / 1000) + " s (--connect-timeout)");
   }
+  // No tool of its own to check the client against: say who it is, and keep the document safe
+  // from Ctrl+C from here on.
+  const std::optional<DWORD> client = server.clientProcessId();
+  printStatus("a client connected (process " + (client ? std::to_string(*client) : std::string("unknown")) + ")");
+  holdConsoleEvents();
+  server.setWriteDeadline(Clock::now() + options.transferTimeout);
 }
 
 Received receiveFromClient(const PeerOptions& options) {

@@ -3,6 +3,7 @@
 // connects to its socket, so two clients never share an instance.
 #include "platform/sim/pipes_files/named_pipe.h"
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -16,6 +17,7 @@
 
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
+#include "platform/sim/core/io_cancel.h"
 #include "platform/sim/pipes_files/byte_stream.h"
 #include "platform/sim/pipes_files/pipe_table.h"
 #include "platform/sim/pipes_files/unix_socket.h"
@@ -49,6 +51,10 @@ class PipeEnd : public ByteStream {
     if (size == 0) {
       return TRUE;
     }
+    CancellableCall call;
+    if (call.wait(fd, POLLIN) == WaitResult::Cancelled) {
+      return fail(ERROR_OPERATION_ABORTED);
+    }
     ssize_t received;
     do {
       received = ::recv(fd, buffer, size, 0);
@@ -71,11 +77,20 @@ class PipeEnd : public ByteStream {
     }
     const char* bytes = static_cast<const char*>(buffer);
     DWORD written = 0;
+    CancellableCall call;
     while (written < size) {
-      // MSG_NOSIGNAL: a closed reader is an error code, never SIGPIPE.
-      const ssize_t sent = ::send(fd, bytes + written, size - written, MSG_NOSIGNAL);
+      // MSG_NOSIGNAL: a closed reader is an error code, never SIGPIPE. A full socket is waited
+      // on in a way CancelSynchronousIo can end.
+      const ssize_t sent = ::send(fd, bytes + written, size - written, MSG_NOSIGNAL | MSG_DONTWAIT);
       if (sent < 0) {
         if (errno == EINTR) {
+          continue;
+        }
+        if (errno == EAGAIN || errno == EWOULDBLOCK) {
+          if (call.wait(fd, POLLOUT) == WaitResult::Cancelled) {
+            *done = written;
+            return fail(ERROR_OPERATION_ABORTED);
+          }
           continue;
         }
         *done = written;
@@ -132,6 +147,7 @@ class PipeEnd : public ByteStream {
       return FALSE;
     }
     auto pause = std::chrono::microseconds(20);
+    CancellableCall call;
     for (;;) {
       const int unread = unixsocket::unreadByPeer(fd);
       if (unread < 0) {
@@ -139,6 +155,9 @@ class PipeEnd : public ByteStream {
       }
       if (unread == 0) {
         return TRUE;
+      }
+      if (call.wait(-1, 0, 0) == WaitResult::Cancelled) {
+        return fail(ERROR_OPERATION_ABORTED);
       }
       std::this_thread::sleep_for(pause);
       pause = std::min(pause * 2, kFlushPollLongest);
@@ -154,11 +173,16 @@ class PipeEnd : public ByteStream {
   const bool mayWrite;
 };
 
+// A client end of a named pipe, or one end of an anonymous pipe: a socket of its own.
 class PipeClientEnd : public PipeEnd {
  public:
-  PipeClientEnd(int fd, DWORD access)
-      : PipeEnd((access & GENERIC_READ) != 0, (access & GENERIC_WRITE) != 0), fd(fd) {}
+  PipeClientEnd(int fd, DWORD access, bool inheritable = false)
+      : PipeEnd((access & GENERIC_READ) != 0, (access & GENERIC_WRITE) != 0),
+        inheritable(inheritable), fd(fd) {}
   ~PipeClientEnd() override { unixsocket::closeFd(fd); }
+
+  const bool inheritable;
+  int descriptor() const { return fd; }
 
  protected:
   int connection() override { return fd; }
@@ -201,12 +225,37 @@ class PipeServerEnd : public PipeEnd {
       }
       table.setState(key, id, PipeInstanceState::Listening);
     }
-    const int fd = unixsocket::acceptOne(listenFd, true);
+    CancellableCall call;
+    int fd = -1;
+    while (fd < 0) {
+      if (call.wait(listenFd, POLLIN) == WaitResult::Cancelled) {
+        return fail(ERROR_OPERATION_ABORTED);  // the instance keeps listening
+      }
+      fd = unixsocket::acceptOne(listenFd, false);
+      if (fd < 0 && errno != EAGAIN) {
+        break;
+      }
+    }
     if (fd < 0) {
       return fail(ERROR_GEN_FAILURE);
     }
     std::lock_guard<std::mutex> guard(mutex);
     connected.store(fd);
+    return TRUE;
+  }
+
+  // The id of the process that connected, from the socket's peer credentials (taken at connect,
+  // so a client that has closed its end still has one).
+  BOOL clientProcessId(ULONG* processId) {
+    const int fd = connection();
+    if (fd < 0) {
+      return fail(ERROR_PIPE_NOT_CONNECTED);
+    }
+    const long pid = unixsocket::peerProcessId(fd);
+    if (pid <= 0) {
+      return fail(ERROR_GEN_FAILURE);
+    }
+    *processId = static_cast<ULONG>(pid);
     return TRUE;
   }
 
@@ -385,6 +434,24 @@ BOOL waitForPipeInstance(const std::string& key, DWORD timeout) {
   }
 }
 
+BOOL createAnonymousPipe(HANDLE* readEnd, HANDLE* writeEnd, bool inheritable) {
+  int fds[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) {
+    return fail(ERROR_TOO_MANY_OPEN_FILES);
+  }
+  // One direction only, as an anonymous pipe has.
+  ::shutdown(fds[0], SHUT_WR);
+  ::shutdown(fds[1], SHUT_RD);
+  *readEnd = insertHandle(HandleKind::Kernel, std::make_shared<PipeClientEnd>(fds[0], GENERIC_READ, inheritable));
+  *writeEnd = insertHandle(HandleKind::Kernel, std::make_shared<PipeClientEnd>(fds[1], GENERIC_WRITE, inheritable));
+  return TRUE;
+}
+
+int inheritableDescriptorOf(HANDLE handle) {
+  const auto end = lookupHandleAs<PipeClientEnd>(HandleKind::Kernel, handle);
+  return end && end->inheritable ? end->descriptor() : -1;
+}
+
 BOOL peekPipe(HANDLE handle, void* buffer, DWORD size, DWORD* copied, DWORD* available) {
   const std::shared_ptr<HandleObject> object = lookupHandle(HandleKind::Kernel, handle);
   const auto end = std::dynamic_pointer_cast<PipeEnd>(object);
@@ -397,6 +464,11 @@ BOOL peekPipe(HANDLE handle, void* buffer, DWORD size, DWORD* copied, DWORD* ava
 BOOL connectPipeInstance(HANDLE server) {
   const std::shared_ptr<PipeServerEnd> end = serverEnd(server);
   return end ? end->connect() : FALSE;
+}
+
+BOOL pipeClientProcessId(HANDLE server, ULONG* processId) {
+  const std::shared_ptr<PipeServerEnd> end = serverEnd(server);
+  return end ? end->clientProcessId(processId) : FALSE;
 }
 
 BOOL disconnectPipeInstance(HANDLE server) {

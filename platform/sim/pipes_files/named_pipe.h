@@ -20,10 +20,17 @@ HANDLE openPipeClient(const std::string& key, DWORD desiredAccess);
 // ERROR_FILE_NOT_FOUND at once when the pipe has no instance.
 BOOL waitForPipeInstance(const std::string& key, DWORD timeout);
 
+// CreatePipe: a connected pair of ends, one for reading and one for writing.
+BOOL createAnonymousPipe(HANDLE* readEnd, HANDLE* writeEnd, bool inheritable);
+// The descriptor behind an inheritable pipe end, for a child's standard stream; -1 for any other
+// handle (the sim lets no other kind of handle reach a child).
+int inheritableDescriptorOf(HANDLE handle);
+
 // PeekNamedPipe on either end; never blocks.
 BOOL peekPipe(HANDLE handle, void* buffer, DWORD size, DWORD* copied, DWORD* available);
 
 BOOL connectPipeInstance(HANDLE server);
 BOOL disconnectPipeInstance(HANDLE server);
+BOOL pipeClientProcessId(HANDLE server, ULONG* processId);
 
 }  // namespace sim

@@ -162,6 +162,24 @@ BOOL PeekNamedPipe(HANDLE hNamedPipe, LPVOID lpBuffer, DWORD nBufferSize, LPDWOR
   return TRUE;
 }
 
+BOOL CreatePipe(PHANDLE hReadPipe, PHANDLE hWritePipe, LPSECURITY_ATTRIBUTES lpPipeAttributes,
+                DWORD nSize) {
+  SIM_ENTER(CreatePipe, hReadPipe, hWritePipe, lpPipeAttributes, nSize);
+  if (!hReadPipe || !hWritePipe) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  return sim::createAnonymousPipe(hReadPipe, hWritePipe,
+                                  lpPipeAttributes && lpPipeAttributes->bInheritHandle);
+}
+
+BOOL GetNamedPipeClientProcessId(HANDLE Pipe, PULONG ClientProcessId) {
+  SIM_ENTER(GetNamedPipeClientProcessId, Pipe, ClientProcessId);
+  if (!ClientProcessId) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  return sim::pipeClientProcessId(Pipe, ClientProcessId);
+}
+
 BOOL LockFileEx(HANDLE hFile, DWORD dwFlags, DWORD dwReserved, DWORD nNumberOfBytesToLockLow,
                 DWORD nNumberOfBytesToLockHigh, LPOVERLAPPED lpOverlapped) {
   SIM_ENTER(LockFileEx, hFile, dwFlags, dwReserved, nNumberOfBytesToLockLow,

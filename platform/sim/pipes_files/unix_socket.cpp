@@ -117,6 +117,15 @@ int unreadByPeer(int fd) {
   return ::ioctl(fd, SIOCOUTQ, &queued) == 0 ? queued : -1;
 }
 
+long peerProcessId(int fd) {
+  ucred credentials{};
+  socklen_t size = sizeof credentials;
+  if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
+    return -1;
+  }
+  return credentials.pid;
+}
+
 void closeFd(int& fd) {
   if (fd >= 0) {
     ::close(fd);

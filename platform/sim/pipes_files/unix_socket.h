@@ -22,6 +22,8 @@ int acceptOne(int listenFd, bool wait);
 bool peerClosed(int fd);
 // The number of bytes this end has written that the other end has not read yet; -1 on failure.
 int unreadByPeer(int fd);
+// The id of the process that made the connection at the other end; -1 on failure.
+long peerProcessId(int fd);
 void closeFd(int& fd);
 
 }  // namespace unixsocket

@@ -1,85 +1,36 @@
 // Child processes of the sim: CreateProcessW splits the command line as Windows programs do and
-// starts the program with posix_spawn; process handles are waited on with waitpid.
+// starts the program (child_start.cpp) with only the standard streams that Windows would let it
+// inherit; process handles are waited on with waitpid.
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/errors.h"
+#include "platform/pipes_files.h"
 #include "platform/processes.h"
 #include "platform/sim/core/handles.h"
 #include "platform/sim/core/test_api.h"
 #include "platform/sim/core/utf.h"
+#include "platform/sim/pipes_files/named_pipe.h"
+#include "platform/sim/processes/child_start.h"
+#include "platform/sim/processes/process_objects.h"
 
-extern char** environ;
-
-namespace {
-
-class ProcessObject : public sim::HandleObject {
- public:
-  explicit ProcessObject(pid_t pid) : pid(pid) {}
-
-  // True once the process has ended; `block` waits for it.
-  bool reap(bool block) {
-    std::lock_guard<std::mutex> lock(mutex);
-    if (ended) {
-      return true;
-    }
-    int status = 0;
-    const pid_t result = ::waitpid(pid, &status, block ? 0 : WNOHANG);
-    if (result == pid) {
-      ended = true;
-      exitCode = terminatedWith ? *terminatedWith
-                 : WIFEXITED(status) ? static_cast<DWORD>(WEXITSTATUS(status))
-                                     : static_cast<DWORD>(128 + WTERMSIG(status));
-    } else if (result < 0 && errno == ECHILD) {
-      ended = true;  // reaped elsewhere; the code is unknown
-      exitCode = 1;
-    }
-    return ended;
-  }
-
-  DWORD code() {
-    std::lock_guard<std::mutex> lock(mutex);
-    return exitCode;
-  }
-
-  // SIGKILL, and the code that Windows would report; a process that has ended stays as it was.
-  bool terminate(DWORD code) {
-    std::lock_guard<std::mutex> lock(mutex);
-    if (ended) {
-      return true;
-    }
-    terminatedWith = code;
-    return ::kill(pid, SIGKILL) == 0;
-  }
-
- private:
-  std::mutex mutex;
-  pid_t pid;
-  bool ended = false;
-  DWORD exitCode = STILL_ACTIVE;
-  std::optional<DWORD> terminatedWith;
+// What InitializeProcThreadAttributeList lays out in the caller's memory: the sim knows only the
+// handle list.
+struct _PROC_THREAD_ATTRIBUTE_LIST {
+  DWORD capacity;
+  DWORD used;
+  const HANDLE* handles;
+  SIZE_T handleCount;
 };
 
-class ThreadObject : public sim::HandleObject {};
-
-// The process behind a handle; null with ERROR_INVALID_HANDLE when it is none.
-std::shared_ptr<ProcessObject> processOf(HANDLE handle) {
-  auto process = sim::lookupHandleAs<ProcessObject>(sim::HandleKind::Kernel, handle);
-  if (!process) {
-    platform::SetLastError(ERROR_INVALID_HANDLE);
-  }
-  return process;
-}
+namespace {
 
 // Splits a command line by the rules of the Microsoft C runtime: blanks separate arguments,
 // double quotes group, 2n backslashes before a quote give n backslashes and a grouping quote,
@@ -145,6 +96,39 @@ std::string toUtf8(LPCWSTR text) {
   return sim::utf16ToUtf8(text, size);
 }
 
+constexpr DWORD kSupportedCreationFlags =
+    CREATE_SUSPENDED | CREATE_NEW_PROCESS_GROUP | CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT;
+
+// The handles a child may inherit, from STARTUPINFOEXW's attribute list; null when no list limits
+// them.
+const _PROC_THREAD_ATTRIBUTE_LIST* handleListOf(LPSTARTUPINFOW startup, DWORD flags) {
+  if (!(flags & EXTENDED_STARTUPINFO_PRESENT)) {
+    return nullptr;
+  }
+  const LPPROC_THREAD_ATTRIBUTE_LIST list = reinterpret_cast<STARTUPINFOEXW*>(startup)->lpAttributeList;
+  return list && list->handles ? list : nullptr;
+}
+
+bool listed(const _PROC_THREAD_ATTRIBUTE_LIST* list, HANDLE handle) {
+  return !list || std::find(list->handles, list->handles + list->handleCount, handle) !=
+                      list->handles + list->handleCount;
+}
+
+// The child's three standard streams as Windows gives them: with STARTF_USESTDHANDLES the given
+// handles, each only when it is inherited; else the console, none under CREATE_NO_WINDOW.
+void chooseStreams(const STARTUPINFOW& startup, BOOL inherit, DWORD flags,
+                   const _PROC_THREAD_ATTRIBUTE_LIST* list, int (&streams)[3]) {
+  const HANDLE handles[3] = {startup.hStdInput, startup.hStdOutput, startup.hStdError};
+  for (int i = 0; i < 3; ++i) {
+    if (!(startup.dwFlags & STARTF_USESTDHANDLES)) {
+      streams[i] = (flags & CREATE_NO_WINDOW) ? sim::kNoStream : sim::kSameStream;
+      continue;
+    }
+    const int fd = sim::inheritableDescriptorOf(handles[i]);
+    streams[i] = inherit && fd >= 0 && listed(list, handles[i]) ? fd : sim::kNoStream;
+  }
+}
+
 }  // namespace
 
 namespace platform {
@@ -163,38 +147,51 @@ BOOL CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine,
     SetLastError(ERROR_INVALID_PARAMETER);
     return FALSE;
   }
-  std::vector<std::string> args = splitCommandLine(lpCommandLine ? toUtf8(lpCommandLine) : "");
-  const std::string program = lpApplicationName ? toUtf8(lpApplicationName)
-                                                : (args.empty() ? std::string() : args.front());
-  if (args.empty()) {
-    args.push_back(program);
+  const bool extended = (dwCreationFlags & EXTENDED_STARTUPINFO_PRESENT) != 0;
+  if ((dwCreationFlags & ~kSupportedCreationFlags) != 0 ||
+      lpStartupInfo->cb < (extended ? sizeof(STARTUPINFOEXW) : sizeof(STARTUPINFOW))) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
   }
-  if (program.empty() || ::access(program.c_str(), X_OK) != 0) {
+  // A handle list needs inheritance, and every handle in it must be inheritable.
+  const _PROC_THREAD_ATTRIBUTE_LIST* list = handleListOf(lpStartupInfo, dwCreationFlags);
+  if (list && (!bInheritHandles ||
+               std::any_of(list->handles, list->handles + list->handleCount,
+                           [](HANDLE h) { return sim::inheritableDescriptorOf(h) < 0; }))) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  sim::ChildStart start;
+  start.arguments = splitCommandLine(lpCommandLine ? toUtf8(lpCommandLine) : "");
+  start.program = lpApplicationName ? toUtf8(lpApplicationName)
+                                    : (start.arguments.empty() ? std::string() : start.arguments.front());
+  if (start.arguments.empty()) {
+    start.arguments.push_back(start.program);
+  }
+  if (start.program.empty() || ::access(start.program.c_str(), X_OK) != 0) {
     SetLastError(ERROR_FILE_NOT_FOUND);
     return FALSE;
   }
-  std::vector<char*> argv;
-  for (std::string& arg : args) {
-    argv.push_back(arg.data());
-  }
-  argv.push_back(nullptr);
-  pid_t pid = 0;
-  if (::posix_spawn(&pid, program.c_str(), nullptr, nullptr, argv.data(), environ) != 0) {
-    SetLastError(ERROR_FILE_NOT_FOUND);
+  chooseStreams(*lpStartupInfo, bInheritHandles, dwCreationFlags, list, start.streams);
+  start.newProcessGroup = (dwCreationFlags & CREATE_NEW_PROCESS_GROUP) != 0;
+  start.suspended = (dwCreationFlags & CREATE_SUSPENDED) != 0;
+  const sim::StartedChild child = sim::startChild(start);
+  if (child.pid < 0) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return FALSE;
   }
   lpProcessInformation->hProcess =
-      sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<ProcessObject>(pid));
+      sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<sim::ChildProcess>(child.pid));
   lpProcessInformation->hThread =
-      sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<ThreadObject>());
-  lpProcessInformation->dwProcessId = static_cast<DWORD>(pid);
-  lpProcessInformation->dwThreadId = static_cast<DWORD>(pid);
+      sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<sim::ChildThread>(child.gate));
+  lpProcessInformation->dwProcessId = static_cast<DWORD>(child.pid);
+  lpProcessInformation->dwThreadId = static_cast<DWORD>(child.pid);
   return TRUE;
 }
 
 DWORD WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds) {
   SIM_ENTER(WaitForSingleObject, hHandle, dwMilliseconds);
-  const auto process = processOf(hHandle);
+  const auto process = sim::processIdentityOf(hHandle);
   if (!process) {
     return WAIT_FAILED;
   }
@@ -216,7 +213,7 @@ DWORD WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds) {
 
 BOOL GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode) {
   SIM_ENTER(GetExitCodeProcess, hProcess, lpExitCode);
-  const auto process = processOf(hProcess);
+  const auto process = sim::childOf(hProcess);
   if (!process) {
     return FALSE;
   }
@@ -231,7 +228,7 @@ BOOL GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode) {
 
 BOOL TerminateProcess(HANDLE hProcess, UINT uExitCode) {
   SIM_ENTER(TerminateProcess, hProcess, uExitCode);
-  const auto process = processOf(hProcess);
+  const auto process = sim::childOf(hProcess);
   if (!process) {
     return FALSE;
   }
@@ -240,6 +237,76 @@ BOOL TerminateProcess(HANDLE hProcess, UINT uExitCode) {
     return FALSE;
   }
   return TRUE;
+}
+
+DWORD ResumeThread(HANDLE hThread) {
+  SIM_ENTER(ResumeThread, hThread);
+  const auto thread = sim::lookupHandleAs<sim::ChildThread>(sim::HandleKind::Kernel, hThread);
+  if (!thread) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return static_cast<DWORD>(-1);
+  }
+  return thread->resume();
+}
+
+HANDLE OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwProcessId) {
+  SIM_ENTER(OpenProcess, dwDesiredAccess, bInheritHandle, dwProcessId);
+  const pid_t pid = static_cast<pid_t>(dwProcessId);
+  if (pid <= 0 || (::kill(pid, 0) != 0 && errno != EPERM)) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return nullptr;
+  }
+  return sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<sim::ProcessIdentity>(pid));
+}
+
+BOOL InitializeProcThreadAttributeList(LPPROC_THREAD_ATTRIBUTE_LIST lpAttributeList,
+                                       DWORD dwAttributeCount, DWORD dwFlags, PSIZE_T lpSize) {
+  SIM_ENTER(InitializeProcThreadAttributeList, lpAttributeList, dwAttributeCount, dwFlags, lpSize);
+  if (!lpSize || dwFlags != 0) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  if (!lpAttributeList || *lpSize < sizeof(_PROC_THREAD_ATTRIBUTE_LIST)) {
+    *lpSize = sizeof(_PROC_THREAD_ATTRIBUTE_LIST);
+    SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    return FALSE;
+  }
+  *lpAttributeList = _PROC_THREAD_ATTRIBUTE_LIST{dwAttributeCount, 0, nullptr, 0};
+  return TRUE;
+}
+
+BOOL UpdateProcThreadAttribute(LPPROC_THREAD_ATTRIBUTE_LIST lpAttributeList, DWORD dwFlags,
+                               DWORD_PTR Attribute, PVOID lpValue, SIZE_T cbSize,
+                               PVOID lpPreviousValue, PSIZE_T lpReturnSize) {
+  SIM_ENTER(UpdateProcThreadAttribute, lpAttributeList, dwFlags, Attribute, lpValue, cbSize,
+            lpPreviousValue, lpReturnSize);
+  if (!lpAttributeList || dwFlags != 0 || lpPreviousValue || lpReturnSize || !lpValue) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  if (Attribute != PROC_THREAD_ATTRIBUTE_HANDLE_LIST) {
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return FALSE;
+  }
+  if (cbSize == 0 || cbSize % sizeof(HANDLE) != 0) {
+    SetLastError(ERROR_BAD_LENGTH);
+    return FALSE;
+  }
+  if (lpAttributeList->used >= lpAttributeList->capacity) {
+    SetLastError(ERROR_GEN_FAILURE);
+    return FALSE;
+  }
+  ++lpAttributeList->used;
+  lpAttributeList->handles = static_cast<const HANDLE*>(lpValue);
+  lpAttributeList->handleCount = cbSize / sizeof(HANDLE);
+  return TRUE;
+}
+
+void DeleteProcThreadAttributeList(LPPROC_THREAD_ATTRIBUTE_LIST lpAttributeList) {
+  SIM_ENTER_VOID(DeleteProcThreadAttributeList, lpAttributeList);
+  if (lpAttributeList) {
+    *lpAttributeList = _PROC_THREAD_ATTRIBUTE_LIST{0, 0, nullptr, 0};
+  }
 }
 
 }  // namespace platform

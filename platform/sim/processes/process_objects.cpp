@@ -1,0 +1,112 @@
+// Sim only: process and thread objects; children are reaped with waitpid, gates are pipes.
+#include "platform/sim/processes/process_objects.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <time.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "platform/errors.h"
+#include "platform/processes.h"
+
+namespace sim {
+namespace {
+
+template <class T>
+std::shared_ptr<T> objectOf(HANDLE handle) {
+  auto object = lookupHandleAs<T>(HandleKind::Kernel, handle);
+  if (!object) {
+    platform::SetLastError(ERROR_INVALID_HANDLE);
+  }
+  return object;
+}
+
+}  // namespace
+
+bool ProcessIdentity::reap(bool block) {
+  for (;;) {
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
+    std::FILE* stat = std::fopen(path, "r");
+    char state = 0;
+    const bool found = stat && std::fscanf(stat, "%*d (%*[^)]) %c", &state) == 1;
+    if (stat) {
+      std::fclose(stat);
+    }
+    if (!found || state == 'Z' || state == 'X') {
+      return true;
+    }
+    if (!block) {
+      return false;
+    }
+    const timespec oneMillisecond{0, 1000000};
+    ::nanosleep(&oneMillisecond, nullptr);
+  }
+}
+
+bool ChildProcess::reap(bool block) {
+  std::lock_guard<std::mutex> lock(mutex);
+  if (ended) {
+    return true;
+  }
+  int status = 0;
+  const pid_t result = ::waitpid(pid, &status, block ? 0 : WNOHANG);
+  if (result == pid) {
+    ended = true;
+    exitCode = terminatedWith ? *terminatedWith
+               : WIFEXITED(status) ? static_cast<DWORD>(WEXITSTATUS(status))
+                                   : static_cast<DWORD>(128 + WTERMSIG(status));
+  } else if (result < 0 && errno == ECHILD) {
+    ended = true;  // reaped elsewhere; the code is unknown
+    exitCode = 1;
+  }
+  return ended;
+}
+
+DWORD ChildProcess::code() {
+  std::lock_guard<std::mutex> lock(mutex);
+  return ended ? exitCode : STILL_ACTIVE;
+}
+
+bool ChildProcess::terminate(DWORD code) {
+  std::lock_guard<std::mutex> lock(mutex);
+  if (ended) {
+    return true;
+  }
+  terminatedWith = code;
+  return ::kill(pid, SIGKILL) == 0;
+}
+
+ChildThread::~ChildThread() {
+  // A gate closed without the byte that opens it ends the child before its program runs.
+  if (gate >= 0) {
+    ::close(gate);
+  }
+}
+
+DWORD ChildThread::resume() {
+  std::lock_guard<std::mutex> lock(mutex);
+  if (gate < 0) {
+    return 0;
+  }
+  const char open = 'g';
+  ssize_t written;
+  do {
+    written = ::write(gate, &open, 1);
+  } while (written < 0 && errno == EINTR);
+  ::close(gate);
+  gate = -1;
+  return 1;
+}
+
+std::shared_ptr<ProcessIdentity> processIdentityOf(HANDLE handle) {
+  return objectOf<ProcessIdentity>(handle);
+}
+
+std::shared_ptr<ChildProcess> childOf(HANDLE handle) { return objectOf<ChildProcess>(handle); }
+
+}  // namespace sim

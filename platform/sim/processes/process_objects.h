@@ -1,0 +1,60 @@
+// Sim only: the kernel objects behind process and thread handles. A started child is waited on
+// with waitpid; a process opened by id is known by its id only; a child started suspended waits
+// at its gate until ResumeThread opens it.
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include "platform/sim/core/handles.h"
+#include "platform/types.h"
+
+namespace sim {
+
+// Any process a handle stands for, by its id.
+class ProcessIdentity : public HandleObject {
+ public:
+  explicit ProcessIdentity(pid_t pid) : pid(pid) {}
+  const pid_t pid;
+  // True once the process has ended; `block` waits for it. Another's process is looked up in
+  // /proc (gone, or ended and not yet reaped by its parent).
+  virtual bool reap(bool block);
+};
+
+// A child of this process.
+class ChildProcess : public ProcessIdentity {
+ public:
+  using ProcessIdentity::ProcessIdentity;
+  bool reap(bool block) override;
+  DWORD code();
+  // SIGKILL, and the code that Windows would report; a process that has ended stays as it was.
+  bool terminate(DWORD code);
+
+ private:
+  std::mutex mutex;
+  bool ended = false;
+  DWORD exitCode;
+  std::optional<DWORD> terminatedWith;
+};
+
+// The first thread of a child. While `gate` is open the child waits before running its program.
+class ChildThread : public HandleObject {
+ public:
+  explicit ChildThread(int gate) : gate(gate) {}
+  ~ChildThread() override;
+  // The suspend count before the call: 1 when this opened the gate, 0 when it was open.
+  DWORD resume();
+
+ private:
+  std::mutex mutex;
+  int gate;
+};
+
+// The process behind a handle; null with ERROR_INVALID_HANDLE when it is none.
+std::shared_ptr<ProcessIdentity> processIdentityOf(HANDLE handle);
+std::shared_ptr<ChildProcess> childOf(HANDLE handle);
+
+}  // namespace sim
