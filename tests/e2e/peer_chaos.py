@@ -91,6 +91,7 @@ class Chaos:
         self.records = os.path.join(self.store, "records")
         self.counts = dict.fromkeys(("faults", "peer kills", "tool kills", "stray clients",
                                      "ways back", "lost between blank and send"), 0)
+        self.killed, self.outputs, self.story = None, [], ""
         self.seen = set()   # paths of the documents found after the last round
         self.received = {}  # where a reported document lives -> its bytes
         self.printed = []   # paths of printed copies, saved by the driver
@@ -148,6 +149,9 @@ class Chaos:
                 self.check(number)
             except AssertionError as failure:
                 print(f"chaos: round {number} FAILED: {failure}", flush=True)
+                print(f"chaos: round {number}: {self.story}", flush=True)
+                for tag, output in enumerate(self.outputs):
+                    print(f"chaos: output of peer {tag}:\n{output[-3000:]}", flush=True)
                 sys.exit(1)
         counts = ", ".join(f"{v} {k}" for k, v in self.counts.items())
         print(f"chaos: {rounds} rounds on {self.displays} display(s), {counts}, {len(self.received)} "
@@ -189,7 +193,7 @@ class Chaos:
         direct = None
         if action in ("receive", "send"):
             direct = self.direct_tool(peers[0], "--save" if saving else "--restore")
-        self.killed = None
+        self.killed, self.outputs, self.story = None, [], ""
         victims = [k for k in ("peer-kills", "tool-kills") if k in self.kinds]
         # The sabotaging wrapper stands for an outside hand that moves the store away, which would
         # outlive a killed peer; its rounds kill only the tool.
@@ -198,8 +202,14 @@ class Chaos:
         if victims and rng.random() < 0.3:
             self.counts["faults"] += 1
             self.kill(rng.choice(victims), peers[0], rng.uniform(0, 0.35))
-        for i, process in enumerate(peers):
-            self.note(process.communicate(timeout=60)[0], number, i)
+        self.story = (f"{action} {' '.join(extra)}" + (" with a file size limit" if limit else "") +
+                      (" with the store moved away after the tool" if tool == self.sabotage else "") +
+                      (f", a second peer" if len(peers) > 1 else "") + (", a stray client" if stray else "") +
+                      (", a display refusing ramps" if self.faulted else "") +
+                      (f", {self.killed} at {self.kill_delay:.3f} s" if self.killed else ""))
+        self.outputs = [process.communicate(timeout=60)[0] for process in peers]
+        for i, output in enumerate(self.outputs):
+            self.note(output, number, i)
         for process in (direct, stray):
             if process:
                 process.wait(timeout=60)
@@ -246,6 +256,7 @@ class Chaos:
                                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     def kill(self, kind, peer, delay):
+        self.kill_delay = delay
         time.sleep(delay)
         if kind == "peer-kills":
             victims = [peer.pid]
