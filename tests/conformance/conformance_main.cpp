@@ -26,21 +26,16 @@ std::string selfPath;
 namespace {
 
 std::filesystem::path makeScratchDirectory() {
-  const std::filesystem::path base = std::filesystem::temp_directory_path();
-#ifndef _WIN32
-  std::string pattern = (base / "kestrine-conformance-XXXXXX").string();
-  return ::mkdtemp(pattern.data()) ? std::filesystem::path(pattern) : std::filesystem::path();
-#else
   std::random_device seed;
   for (int attempt = 0; attempt < 100; ++attempt) {
-    const std::filesystem::path candidate = base / ("kestrine-conformance-" + std::to_string(seed()));
+    const std::filesystem::path candidate = std::filesystem::temp_directory_path() /
+                                            ("kestrine-conformance-" + std::to_string(seed()));
     std::error_code ec;
     if (std::filesystem::create_directory(candidate, ec)) {
       return candidate;
     }
   }
   return {};
-#endif
 }
 
 }  // namespace
@@ -64,13 +59,11 @@ int main(int argc, char** argv) {
     return 2;
   }
 #ifndef _WIN32
-  ::setenv("KESTRINE_SIM_ROOT", scratch.c_str(), 1);
-  // The checks' own files go beside the machine, never into it.
+  ::setenv("KESTRINE_SIM_ROOT", scratch.string().c_str(), 1);
+#endif
+  // The checks' own files go beside the sim's machine, never into it.
   std::filesystem::create_directory(scratch / "files");
   std::filesystem::current_path(scratch / "files");
-#else
-  std::filesystem::current_path(scratch);
-#endif
   const int status = RUN_ALL_TESTS();
   std::error_code ec;
   std::filesystem::current_path(scratch.parent_path(), ec);
