@@ -69,6 +69,15 @@ def code_mask(line):
     return mask[:len(line)]
 
 
+def balanced(statement):
+    depth = 0
+    for c in statement:
+        depth += {"(": 1, ")": -1}.get(c, 0)
+        if depth < 0:
+            return False
+    return depth == 0
+
+
 def sites(path):
     """Every mutant of one file: (line number, column, operator name, old text, new text)."""
     found = []
@@ -95,7 +104,10 @@ def sites(path):
                 new = str(int(old) + 1) if replacement is None else replacement
                 found.append((number, start, name, old, new))
         call = CALL_STATEMENT.match(line)
-        if call and not re.match(r"\s*(return|delete|throw|case|if|while|for|switch)\b", line) and all(mask[len(call.group(1)):]):
+        previous = next((l.strip() for l in reversed(lines[:number - 1]) if l.strip()), "{")
+        if (call and not re.match(r"\s*(return|delete|throw|case|if|while|for|switch)\b", line)
+                and all(mask[len(call.group(1)):]) and balanced(call.group(2))
+                and (previous.endswith((";", "{", "}", ":")) or previous.startswith("//"))):
             found.append((number, len(call.group(1)), "call left out", call.group(2), ";"))
     return found
 

@@ -210,16 +210,20 @@ class Chaos:
         self.outputs = [process.communicate(timeout=60)[0] for process in peers]
         for i, output in enumerate(self.outputs):
             self.note(output, number, i)
+        if stray and stray.poll() is None:
+            stray.kill()  # still waiting for a pipe that no peer will make now
         for process in (direct, stray):
             if process:
                 process.wait(timeout=60)
         self.settle()
 
-    def peer(self, action, extra, tool, tag, limit_kb=None, more=()):
+    def peer(self, action, extra, tool, tag, limit_kb=None):
+        # Limits far above a save's few hundred milliseconds: on a busy machine a peer that gives
+        # up on a slow tool would look like a lost document.
         logs = os.path.join(self.logs, f"peer{tag}")
         os.makedirs(logs)
-        argv = [f"{self.bin}/kestrine-peer", action, *extra, *more, "--keep", "100000",
-                "--connect-timeout", "2", "--transfer-timeout", "2"]
+        argv = [f"{self.bin}/kestrine-peer", action, *extra, "--keep", "100000",
+                "--connect-timeout", "5", "--transfer-timeout", "10"]
         if action in ("blank", "unblank"):
             argv += ["--tool", tool, "--logfile", os.path.join(logs, "kestrine")]
         if limit_kb:
