@@ -16,9 +16,10 @@ faults drawn from these kinds (each can be left out with --leave-out KIND):
 
 After every round:
   - every display that is dark has a kept record, a rescued file or a printed copy that brings
-    back exactly the ramp it had before it went dark; the only excuse is a kill that landed
+    back exactly the ramp it had before it went dark; the only excuses are a kill that landed
     between the tool's blank and the moment the peer had the whole document (which no peer can
-    close); such losses are counted, and the driver lights those displays again itself;
+    close) and a killed `receive`, whose tool a person started; such losses are counted, and the
+    driver lights those displays again itself;
   - every lit display carries the ramp it had, or the ramp a document of this round (or the one
     held when it began) gives it: never a ramp of another round or of another client;
   - no kept document carries a ramp of another client;
@@ -169,6 +170,7 @@ class Chaos:
         self.allowed = [document_ramps(record_document(f"{self.records}/{held[0]}.record"))] if held else []
         action = rng.choice((["unblank", "send"] if dark else ["blank", "receive"]) * 3 +
                             ["blank", "unblank", "receive", "send"])
+        self.action = action
         saving = action in ("blank", "receive")
         if saving:
             for n in range(1, self.displays + 1):
@@ -352,7 +354,10 @@ class Chaos:
     def excuse(self, lost):
         """Dark displays with no document: only a kill between blank and send excuses them."""
         ends = self.save_runs()
-        window = (self.killed and "interrupted" in ends) or (self.killed == "peer-kills" and "sent" in ends)
+        # The tool killed in the middle of its save; the peer killed once the whole document had left
+        # the tool; or the peer of `receive` killed, whose tool a person started and nothing ends.
+        window = ((self.killed and "interrupted" in ends) or
+                  (self.killed == "peer-kills" and ("sent" in ends or self.action == "receive")))
         if not window:
             raise AssertionError(
                 f"{', '.join(lost)} dark and no kept, rescued or printed document brings back its "
