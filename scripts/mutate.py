@@ -23,23 +23,15 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 DEFAULT_FOLDERS = ["app", "blanking", "library", "logging", "common", "tools/peer"]
 NEVER = ("tests", "fuzz", "bench", "platform/sim", "tools/sim", "build")
 
-# (name, pattern, replacement); a pattern's group 1 is what gets replaced.
-OPERATORS = [
-    ("== to !=", r"(==)", "!="),
-    ("!= to ==", r"(!=)", "=="),
-    (">= to >", r"(>=)", ">"),
-    ("<= to <", r"(<=)", "<"),
-    ("> to >=", r"(?<=\s)(>)(?=\s)", ">="),
-    ("< to <=", r"(?<=\s)(<)(?=\s)", "<="),
-    ("&& to ||", r"(&&)", "||"),
-    ("|| to &&", r"(\|\|)", "&&"),
-    ("true to false", r"\b(true)\b", "false"),
-    ("false to true", r"\b(false)\b", "true"),
-    ("TRUE to FALSE", r"\b(TRUE)\b", "FALSE"),
-    ("FALSE to TRUE", r"\b(FALSE)\b", "TRUE"),
-    ("negation dropped", r"(?<![!=<>])(!)(?=[A-Za-z_(])", ""),
-    ("constant plus one", r"(?<![\w.])(\d+)(?![\w.'])", None),
-]
+# (name, pattern, replacement); a pattern's group 1 is what gets replaced, None: by the number + 1.
+OPERATORS = (
+    [(f"{old} to {new}", f"({re.escape(old)})", new) for old, new in
+     [("==", "!="), ("!=", "=="), (">=", ">"), ("<=", "<"), ("&&", "||"), ("||", "&&")]] +
+    [(f"{old} to {new}", rf"(?<=\s)({old})(?=\s)", new) for old, new in [(">", ">="), ("<", "<=")]] +
+    [(f"{old} to {new}", rf"\b({old})\b", new) for old, new in
+     [("true", "false"), ("false", "true"), ("TRUE", "FALSE"), ("FALSE", "TRUE")]] +
+    [("negation dropped", r"(?<![!=<>])(!)(?=[A-Za-z_(])", ""),
+     ("constant plus one", r"(?<![\w.])(\d+)(?![\w.'])", None)])
 # A statement that is only a call: `name(...);`, `object.name(...);`, `object->name(...);`.
 CALL_STATEMENT = re.compile(r"^(\s*)((?:[A-Za-z_][\w:]*(?:\.|->))*[A-Za-z_][\w:]*\(.*\);)\s*$")
 
