@@ -10,7 +10,7 @@ constexpr WORD kLinearStep = 255;
 std::size_t countDifferent(const std::array<WORD, 256>& a, const std::array<WORD, 256>& b) {
   std::size_t count = 0;
   for (std::size_t i = 0; i < a.size(); ++i) {
-    count += a[i] != b[i] ? 1 : 1;
+    count += a[i] != b[i] ? 1 : 0;
   }
   return count;
 }

@@ -392,20 +392,24 @@ class Chaos:
             return  # each dark display has its document, but no single one has them all
         self.counts["ways back"] += 1
         where, path = source
+        logs = os.path.join(self.logs, "way-back")
+        os.makedirs(logs)
         if where.startswith("record #"):
             result = self.run_program(f"{self.bin}/kestrine-peer", "unblank", "--from", where[8:],
-                                      "--tool", self.tool, check=False)
+                                      "--tool", self.tool, "--logfile", os.path.join(logs, "kestrine"),
+                                      check=False)
         else:
             peer = subprocess.Popen([f"{self.bin}/kestrine-peer", "send", "--in", path, "--connect-timeout", "5"],
                                     env=self.env, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
             self.wait_for_pipe(peer)
-            self.run_program(self.tool, "--restore", check=False)
+            self.run_program(self.tool, "--restore", "--logfile", os.path.join(logs, "kestrine"), check=False)
             result = subprocess.CompletedProcess(peer.args, peer.wait(timeout=60), peer.communicate()[0])
+        # The displays are the judge; the peer's status is what it could confirm from the tool.
         after = self.ramps()
         wrong = [d for d in dark if after[d] != self.owed[d]]
-        if result.returncode != 0 or wrong:
-            raise AssertionError(f"the way back through {where} left {', '.join(wrong) or 'no display'} "
-                                 f"wrong (status {result.returncode}): {result.stdout[-300:]}")
+        if wrong:
+            raise AssertionError(f"the way back through {where} left {', '.join(wrong)} without its ramp "
+                                 f"(status {result.returncode}): {result.stdout[-500:]}")
 
 
 if __name__ == "__main__":
