@@ -187,8 +187,11 @@ class Chaos:
         open(self.pids, "w").close()
         self.logs = os.path.join(self.root, "logs", str(number))
         peers = [self.peer(action, extra, tool, "0", limit)]
+        # Beside receive and send the second peer only reads: its own pipe would take the tool that
+        # the person runs by hand, which no peer can tell from a stray.
         if tool != self.sabotage and self.chance("second-peers", 0.15):
-            peers.append(self.peer(rng.choice(["blank", "unblank", "history"]), [], self.tool, "1"))
+            second = ["blank", "unblank", "history"] if action in ("blank", "unblank") else ["history"]
+            peers.append(self.peer(rng.choice(second), [], self.tool, "1"))
         stray = None
         if action in ("blank", "unblank") and self.chance("stray-clients", 0.15):
             stray = self.stray()
