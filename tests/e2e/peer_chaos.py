@@ -167,7 +167,8 @@ class Chaos:
         dark = [d for d, r in now.items() if not any(r)]
         held = [r["id"] for r in self.history() if r["state"] == "held"]
         # A restore of this round may bring back what the held document (or a new one) says.
-        self.allowed = [document_ramps(record_document(f"{self.records}/{held[0]}.record"))] if held else []
+        self.held_start = document_ramps(record_document(f"{self.records}/{held[0]}.record")) if held else None
+        self.allowed = [self.held_start] if held else []
         action = rng.choice((["unblank", "send"] if dark else ["blank", "receive"]) * 3 +
                             ["blank", "unblank", "receive", "send"])
         self.action = action
@@ -186,12 +187,13 @@ class Chaos:
         tool = self.sabotage if action == "blank" and self.chance("store-faults", 0.1) else self.tool
         open(self.pids, "w").close()
         self.logs = os.path.join(self.root, "logs", str(number))
-        peers = [self.peer(action, extra, tool, "0", limit)]
+        peers, actions = [self.peer(action, extra, tool, "0", limit)], [action]
         # Beside receive and send the second peer only reads: its own pipe would take the tool that
         # the person runs by hand, which no peer can tell from a stray.
         if tool != self.sabotage and self.chance("second-peers", 0.15):
             second = ["blank", "unblank", "history"] if action in ("blank", "unblank") else ["history"]
-            peers.append(self.peer(rng.choice(second), [], self.tool, "1"))
+            actions.append(rng.choice(second))
+            peers.append(self.peer(actions[-1], [], self.tool, "1"))
         stray = None
         if action in ("blank", "unblank") and self.chance("stray-clients", 0.15):
             stray = self.stray()
@@ -213,14 +215,15 @@ class Chaos:
                       (", a display refusing ramps" if self.faulted else "") +
                       (f", {self.killed} at {self.kill_delay:.3f} s" if self.killed else ""))
         self.outputs = [process.communicate(timeout=60)[0] for process in peers]
-        for i, output in enumerate(self.outputs):
-            self.note(output, number, i)
+        self.restored = bool({"unblank", "send"} & set(actions))
         if stray and stray.poll() is None:
             stray.kill()  # still waiting for a pipe that no peer will make now
         for process in (direct, stray):
             if process:
                 process.wait(timeout=60)
         self.settle()
+        for i, output in enumerate(self.outputs):
+            self.note(output, number, i)
 
     def peer(self, action, extra, tool, tag, limit_kb=None):
         # Limits far above a save's few hundred milliseconds: on a busy machine a peer that gives
@@ -304,9 +307,16 @@ class Chaos:
         if self.faulted:
             for n in range(1, self.displays + 1):
                 self.sim("display", str(n), "fault", "clear")
-        if os.path.isfile(self.records):
-            os.remove(self.records)
-            os.rename(self.records + ".away", self.records)
+        away = self.records + ".away"
+        if os.path.isdir(away):
+            # A peer may have made the folder again between the move and the file put in its way.
+            if os.path.isdir(self.records):
+                for name in os.listdir(self.records):
+                    os.rename(os.path.join(self.records, name), os.path.join(away, name))
+                os.rmdir(self.records)
+            elif os.path.exists(self.records):
+                os.remove(self.records)
+            os.rename(away, self.records)
 
     # The checks ------------------------------------------------------------------------------
 
@@ -346,8 +356,14 @@ class Chaos:
                 if ramp != self.owed[display] and all(d.get(display) != ramp for d in self.allowed if d):
                     raise AssertionError(f"{display} carries a ramp of another round's document")
                 self.owed[display] = ramp
-            elif not any(d.get(display) == self.owed[display] for _, _, d in documents):
-                lost.append(display)
+            else:
+                # A restore of this round may have put the held document's ramp on the display
+                # before a save of the same round darkened it.
+                wanted = {self.owed[display]}
+                if self.held_start and self.restored:
+                    wanted.add(self.held_start.get(display))
+                if not any(d.get(display) in wanted for _, _, d in documents):
+                    lost.append(display)
         if lost:
             self.excuse(lost)
         self.check_received()
