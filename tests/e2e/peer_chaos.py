@@ -208,12 +208,12 @@ class Chaos:
             victims.remove("peer-kills")
         if victims and rng.random() < 0.3:
             self.counts["faults"] += 1
-            self.kill(rng.choice(victims), peers[0], rng.uniform(0, 0.35))
+            self.kill(rng.choice(victims), peers[0])
         self.story = (f"{action} {' '.join(extra)}" + (" with a file size limit" if limit else "") +
                       (" with the store moved away after the tool" if tool == self.sabotage else "") +
                       (f", a second peer" if len(peers) > 1 else "") + (", a stray client" if stray else "") +
                       (", a display refusing ramps" if self.faulted else "") +
-                      (f", {self.killed} at {self.kill_delay:.3f} s" if self.killed else ""))
+                      (f", {self.killed} {self.kill_moment}" if self.killed else ""))
         self.outputs = [process.communicate(timeout=60)[0] for process in peers]
         self.restored = bool({"unblank", "send"} & set(actions))
         if stray and stray.poll() is None:
@@ -267,8 +267,17 @@ class Chaos:
         return subprocess.Popen([f"{self.bin}/kestrine-stray-client", path, "2000"], env=self.env,
                                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
-    def kill(self, kind, peer, delay):
-        self.kill_delay = delay
+    def kill(self, kind, peer):
+        """Kills the peer or a tool soon after the start, while a tool runs its action (which
+        covers its transfer), or at any moment up to well after the transfer."""
+        rng = self.rng
+        moment = rng.choice(["early", "in the action", "any time"])
+        if moment == "in the action":
+            deadline = time.monotonic() + 2
+            while time.monotonic() < deadline and not self.tool_started():
+                time.sleep(0.002)
+        delay = rng.uniform(0, {"early": 0.05, "in the action": 0.15, "any time": 0.4}[moment])
+        self.kill_moment = f"{moment}, +{delay:.3f} s"
         time.sleep(delay)
         if kind == "peer-kills":
             victims = [peer.pid]
@@ -282,6 +291,12 @@ class Chaos:
             self.counts["peer kills" if kind == "peer-kills" else "tool kills"] += 1
         except ProcessLookupError:
             pass
+
+    def tool_started(self):
+        for log in glob.glob(os.path.join(self.logs, "*", "kestrine*")):
+            if "Got action" in open(log, errors="replace").read():
+                return True
+        return False
 
     def note(self, output, number, tag):
         """Keeps what the peer said it received, and every printed copy."""
