@@ -1,14 +1,21 @@
 // Timings of gamma blanking over simulated displays: one blank pass and one restore pass over 1,
-// 4 and 16 displays, and the document's write and read with 16 displays. Each run gets a
-// machine of its own in a temporary root.
+// 4 and 16 displays, the document's write and read with 16 displays, and the blanking worker's
+// answer to a blank request. Each run gets a machine of its own in a temporary root.
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+#include <thread>
 
 #include "blanking/gamma/windows_gamma_blanker.h"
+#include "blanking/windows_screen_blanker.h"
+#include "platform/displays.h"
+#include "platform/sim/core/test_api.h"
 #include "logging/logger.h"
 #include "platform/sim/displays/display_state.h"
 #include "platform/sim/core/machine.h"
@@ -111,6 +118,48 @@ void BM_FromJson(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_FromJson)->Unit(benchmark::kMicrosecond);
+
+// The blanking worker's timings. A blank request whose passes succeed (0), whose every pass
+// fails (1: it gives up at the request's limit of 1 s), or that succeeds and whose blank then
+// fails on a later pass (2: the time until the blank ends). Counters: `passes` made up to that
+// point, and `passes_after` in the following 300 ms: a blank in force is applied again about
+// every 100 ms, a request that was given up and a blank that ended make none.
+void BM_BlankRequest(benchmark::State& state) {
+  using namespace std::chrono_literals;
+  const int variant = static_cast<int>(state.range(0));
+  const Machine machine(2);
+  std::atomic<int> sets{0};
+  std::atomic<bool> failing{false};
+  const sim::test::ScopedHook hook{&platform::SetDeviceGammaRamp, "SetDeviceGammaRamp",
+                                   [&](HDC, LPVOID) -> std::optional<BOOL> {
+                                     sets.fetch_add(1);
+                                     sim::setLastError(31);
+                                     return failing.load() ? std::optional<BOOL>(FALSE) : std::nullopt;
+                                   }};
+  for (auto _ : state) {
+    state.PauseTiming();
+    failing = variant == 1;
+    WindowsScreenBlanker blanker(std::make_unique<SilentLogger>(), "");
+    sets = 0;
+    state.ResumeTiming();
+    blanker.requestScreenBlanking(IOSScreenBlanker::GammaBlanking);
+    if (variant == 2) {
+      failing = true;
+      while (blanker.getCurrentMethods() != IOSScreenBlanker::NoBlanking) {
+        std::this_thread::sleep_for(1ms);
+      }
+    }
+    state.PauseTiming();
+    const int made = sets.load();
+    std::this_thread::sleep_for(300ms);
+    state.counters["passes"] = made / 2.0;
+    state.counters["passes_after"] = (sets.load() - made) / 2.0;
+    failing = false;
+    blanker.requestScreenBlanking(IOSScreenBlanker::NoBlanking);
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(BM_BlankRequest)->Arg(0)->Arg(1)->Arg(2)->Iterations(3)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -9,6 +9,8 @@
 #   5. the Windows cross build: every ctest test of its build directory (conformance checks,
 #      Windows scenarios, the signer check, the signed release package) under Wine, with a
 #      private Wine prefix and relay tracing of our modules' calls; then import_coverage.
+#   6. the source tree: `git status --porcelain` must list nothing that was not there before the
+#      tests (a test that writes into the tree counts as one failure, with the paths).
 # Goes on after a failed section where it can, exits non-zero if anything failed, and ends with
 # the line "N passed, N failed" (tests over all ctest runs; a failed set-up, configure or
 # build step counts as one failure).
@@ -115,6 +117,9 @@ if [[ ${KESTRINE_SKIP_SETUP:-0} != 1 ]]; then
         exit 1
     fi
 fi
+
+# What git reports before the tests, so that a file a test writes into the source tree shows.
+tree_before=$(git status --porcelain 2>/dev/null) || tree_before=unknown
 
 # --- Linux ---------------------------------------------------------------------------------------
 linux_suite debug
@@ -229,6 +234,24 @@ if [[ ${KESTRINE_WINDOWS:-1} != 0 ]]; then
         fi
         stop_wine
         stop_xorg
+    fi
+fi
+
+# --- the source tree ------------------------------------------------------------------------------
+# No test writes into the source tree: after the tests `git status --porcelain` must be as empty
+# as before (with local changes, it must list nothing new).
+section "Source tree"
+if [[ $tree_before == unknown ]]; then
+    note "not a git checkout: left out"
+else
+    left=$(comm -13 <(printf '%s\n' "$tree_before" | sort) <(git status --porcelain | sort) | sed '/^$/d')
+    [[ -n $tree_before ]] && note "the tree had local changes before the tests; only new entries count"
+    if [[ -n $left ]]; then
+        printf '%s\n' "$left"
+        problem "the tests left files in the source tree (above)"
+    else
+        passed=$((passed + 1))
+        note "the tests left the source tree as they found it"
     fi
 fi
 

@@ -1,17 +1,20 @@
-// Entry point of the conformance checks. On the sim each run gets a machine of its own in a
-// temporary root; on Windows the checks run against the real system.
+// Entry point of the conformance checks. Every run works in a fresh temporary directory, which is
+// also its working directory, so that the files the checks make never land in the source tree or
+// the build tree. On the sim that directory is also the root of a machine of its own; on Windows
+// the checks run against the real system.
 #include <gtest/gtest.h>
 
 #ifndef _WIN32
 #include <stdlib.h>
-
-#include <filesystem>
-#include <string>
 #endif
 
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <system_error>
 #include <thread>
 
 #include "common/text_conversion.h"
@@ -21,6 +24,23 @@
 namespace conformance {
 std::string selfPath;
 }  // namespace conformance
+
+namespace {
+
+std::filesystem::path makeScratchDirectory() {
+  std::random_device seed;
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    const std::filesystem::path candidate = std::filesystem::temp_directory_path() /
+                                            ("kestrine-conformance-" + std::to_string(seed()));
+    std::error_code ec;
+    if (std::filesystem::create_directory(candidate, ec)) {
+      return candidate;
+    }
+  }
+  return {};
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   // Started by a check as a child process: end at once with the given status.
@@ -40,23 +60,25 @@ int main(int argc, char** argv) {
     std::this_thread::sleep_for(std::chrono::minutes(5));
     return 0;
   }
-  conformance::selfPath = argv[0];
+  // Absolute, as the working directory changes below.
+  conformance::selfPath = std::filesystem::absolute(argv[0]).string();
   if (argc > 1 && conformance::runAsChild(argv[1])) {
     return 0;
   }
   ::testing::InitGoogleTest(&argc, argv);
-#ifndef _WIN32
-  std::string pattern =
-      (std::filesystem::temp_directory_path() / "kestrine-conformance-XXXXXX").string();
-  if (!::mkdtemp(pattern.data())) {
+  const std::filesystem::path scratch = makeScratchDirectory();
+  if (scratch.empty()) {
     return 2;
   }
-  ::setenv("KESTRINE_SIM_ROOT", pattern.c_str(), 1);
+#ifndef _WIN32
+  ::setenv("KESTRINE_SIM_ROOT", scratch.string().c_str(), 1);
+#endif
+  // The checks' own files go beside the sim's machine, never into it.
+  std::filesystem::create_directory(scratch / "files");
+  std::filesystem::current_path(scratch / "files");
   const int status = RUN_ALL_TESTS();
   std::error_code ec;
-  std::filesystem::remove_all(pattern, ec);
+  std::filesystem::current_path(scratch.parent_path(), ec);
+  std::filesystem::remove_all(scratch, ec);
   return status;
-#else
-  return RUN_ALL_TESTS();
-#endif
 }

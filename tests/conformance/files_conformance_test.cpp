@@ -1,6 +1,7 @@
 // What the peer relies on of files: the error codes of a missing file or directory and of an
-// existing one, and a durable replace by write, flush and MoveFileExW. The files are made in the
-// working directory under names of their own, so the same checks run on the sim and on Windows.
+// existing one, and a durable replace by write, flush and MoveFileExW. The files are made under
+// relative names in the working directory, a fresh temporary one that the checks' main makes, so
+// the same checks run on the sim and on Windows.
 #include <gtest/gtest.h>
 
 #include <string>

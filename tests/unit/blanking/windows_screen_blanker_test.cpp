@@ -1,8 +1,6 @@
 #include "blanking/windows_screen_blanker.h"
 
 #include <atomic>
-#include <chrono>
-#include <thread>
 
 #include "platform/displays.h"
 #include "tests/support/eventually.h"
@@ -10,19 +8,21 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using gamma_test::isDark;
 using testing_support::eventually;
 
-// Counts SetDeviceGammaRamp calls and fails them while `failSets` is true.
+// Counts SetDeviceGammaRamp calls and fails them while `failSets` is true, and the first
+// `failFirst` calls.
 struct SetRampProbe {
   std::atomic<int> calls{0};
   std::atomic<bool> failSets{false};
+  int failFirst = 0;
   sim::test::ScopedHook hook{&platform::SetDeviceGammaRamp, "SetDeviceGammaRamp",
                              [this](HDC, LPVOID) -> std::optional<BOOL> {
-                               calls.fetch_add(1);
+                               const int call = calls.fetch_add(1) + 1;
                                sim::setLastError(31);
-                               return failSets.load() ? std::optional<BOOL>(FALSE) : std::nullopt;
+                               return failSets.load() || call <= failFirst ? std::optional<BOOL>(FALSE)
+                                                                           : std::nullopt;
                              }};
 };
 
@@ -47,12 +47,13 @@ class WindowsScreenBlankerTest : public testing_support::SimTest {
   testing_support::RecordingLogger log;
 };
 
-TEST_F(WindowsScreenBlankerTest, BlankThatSucceedsReturnsAtOnceAndStaysInForce) {
+// The worker's timings (how soon a request is answered, how many passes fit into the request's
+// limit, that nothing follows a given-up request) are measured by bench/blanking_worker_bench.
+
+TEST_F(WindowsScreenBlankerTest, BlankThatSucceedsStaysInForce) {
   auto blanker = makeBlanker();
   EXPECT_TRUE(eventually([&] { return log.contains("Windows screen blanking started"); }));
-  const auto start = std::chrono::steady_clock::now();
   blank(*blanker);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, 900ms);
   EXPECT_TRUE(log.contains("Request to blank succeeded"));
   EXPECT_EQ(blanker->getCurrentMethods(), 3u);
   EXPECT_TRUE(isDark(gamma_test::kDisplay1) && isDark(gamma_test::kDisplay2));
@@ -66,32 +67,34 @@ TEST_F(WindowsScreenBlankerTest, BlankThatSucceedsReturnsAtOnceAndStaysInForce) 
   EXPECT_TRUE(isDark(gamma_test::kDisplay1)) << "destruction must leave the displays dark";
 }
 
-TEST_F(WindowsScreenBlankerTest, BlankThatNeverSucceedsFailsAtTheLimitAndGoesIdle) {
-  auto blanker = makeBlanker();
-  SetRampProbe probe;
-  probe.failSets = true;
-  blank(*blanker);
-  EXPECT_TRUE(log.contains("Request to blank failed"));
-  EXPECT_EQ(blanker->getCurrentMethods(), 1u);
-  // About ten passes of two displays fit into the second; each failed pass sleeps 100 ms.
-  const int passes = probe.calls.load() / 2;
-  EXPECT_GE(passes, 5);
-  EXPECT_LE(passes, 12);
-  std::this_thread::sleep_for(300ms);
-  EXPECT_LE(probe.calls.load() / 2, passes + 1) << "the worker must go idle after giving up";
-  EXPECT_FALSE(isDark(gamma_test::kDisplay1));
+// A failed pass is tried again within the request; a request that never succeeds fails and
+// leaves the displays lit.
+TEST_F(WindowsScreenBlankerTest, BlankIsRetriedUntilItSucceedsOrFailsAtTheLimit) {
+  for (const bool everyPassFails : {false, true}) {
+    SCOPED_TRACE(everyPassFails ? "every pass fails" : "the first pass fails");
+    log.clear();
+    auto blanker = makeBlanker();
+    SetRampProbe probe;
+    probe.failFirst = 2;  // both displays of the first pass
+    probe.failSets = everyPassFails;
+    blank(*blanker);
+    EXPECT_TRUE(log.contains(everyPassFails ? "Request to blank failed" : "Request to blank succeeded"));
+    EXPECT_EQ(blanker->getCurrentMethods(), everyPassFails ? 1u : 3u);
+    EXPECT_EQ(isDark(gamma_test::kDisplay1), !everyPassFails);
+    EXPECT_GE(probe.calls.load(), 3) << "the first failed pass was not tried again";
+    if (!everyPassFails) {
+      blanker->requestScreenBlanking(IOSScreenBlanker::NoBlanking);  // lit for the next case
+    }
+  }
 }
 
-TEST_F(WindowsScreenBlankerTest, BlankThatLaterFailsEndsTheBlankWithoutRetrying) {
+TEST_F(WindowsScreenBlankerTest, BlankThatLaterFailsEndsTheBlank) {
   auto blanker = makeBlanker();
   blank(*blanker);
   ASSERT_EQ(blanker->getCurrentMethods(), 3u);
   SetRampProbe probe;
   probe.failSets = true;
-  ASSERT_TRUE(eventually([&] { return blanker->getCurrentMethods() == 1u; }));
-  const int calls = probe.calls.load();
-  std::this_thread::sleep_for(300ms);
-  EXPECT_EQ(probe.calls.load(), calls);
+  EXPECT_TRUE(eventually([&] { return blanker->getCurrentMethods() == 1u; }));
 }
 
 TEST_F(WindowsScreenBlankerTest, UnsupportedBitsAreDroppedWithAnError) {
