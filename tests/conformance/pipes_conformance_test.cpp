@@ -95,6 +95,57 @@ TEST_P(ClosedEndTest, ReaderGetsTheDataThenBrokenPipe) {
 
 INSTANTIATE_TEST_SUITE_P(ServerWritesOrClientWrites, ClosedEndTest, ::testing::Bool());
 
+// The peer marks a document served only when its flush succeeds: a client that read it whole
+// lets the flush succeed, one that closed with part of it unread makes it fail with 109 (Wine
+// departs: its flush succeeds, so the failure is asserted on the sim only).
+class FlushAfterClientClosedTest : public ::testing::TestWithParam<bool> {};
+
+TEST_P(FlushAfterClientClosedTest, FailsWhenDataWasLeftUnread) {
+  const bool readWhole = GetParam();
+  const auto name = uniquePipeName("flush");
+  Handle server(createServer(name)), client(openClient(name));
+  ASSERT_TRUE(client.valid());
+  ASSERT_TRUE(writeAll(server.get(), "abcdef"));
+  char bytes[6];
+  DWORD count = 0;
+  ASSERT_TRUE(platform::ReadFile(client.get(), bytes, readWhole ? 6 : 3, &count, nullptr));
+  client.reset();
+  const BOOL flushed = platform::FlushFileBuffers(server.get());
+  const DWORD error = platform::GetLastError();
+  if (readWhole) {
+    EXPECT_TRUE(flushed) << "error " << error;
+  } else if (!runningUnderWine()) {
+    EXPECT_FALSE(flushed);
+    EXPECT_EQ(error, static_cast<DWORD>(ERROR_BROKEN_PIPE));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(ReadWholeOrHalf, FlushAfterClientClosedTest, ::testing::Bool());
+
+// A closed server's instance lives on while its client holds its end: the client still reads
+// what was written, then 109; no new client reaches it (2), and it still counts against the
+// pipe's limit (231) until the client closes too (Wine departs: it creates the new instance).
+TEST(PipeConformance, InstanceLivesUntilBothEndsAreClosed) {
+  const auto name = uniquePipeName("linger");
+  Handle server(createServer(name)), client(openClient(name));
+  ASSERT_TRUE(client.valid());
+  ASSERT_TRUE(writeAll(server.get(), "abc"));
+  server.reset();
+  EXPECT_FALSE(Handle(openClient(name)).valid());
+  expectLastError(ERROR_FILE_NOT_FOUND);
+  if (!runningUnderWine()) {
+    EXPECT_FALSE(Handle(createServer(name)).valid());
+    expectLastError(ERROR_PIPE_BUSY);
+  }
+  DWORD error = 0;
+  EXPECT_EQ(readToEnd(client.get(), 16, error), "abc");
+  EXPECT_EQ(error, static_cast<DWORD>(ERROR_BROKEN_PIPE));
+  client.reset();
+  EXPECT_FALSE(Handle(openClient(name)).valid());
+  expectLastError(ERROR_FILE_NOT_FOUND);
+  EXPECT_TRUE(Handle(createServer(name)).valid());
+}
+
 // A document larger than any buffer passes whole; reads of 1023 bytes need not line up with
 // the writes.
 TEST(PipeConformance, ByteStreamKeepsOrderAcrossChunkBoundaries) {

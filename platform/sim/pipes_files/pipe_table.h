@@ -34,9 +34,16 @@ class PipeTable {
  public:
   PipeTable() = default;
 
-  // Ids of the pipe's instances whose server is alive, in creation order. Instances whose server
-  // died are removed on the way.
+  // Ids of the pipe's instances that one end or both still hold, in creation order. Instances
+  // whose ends are all closed (or whose processes died) are removed on the way.
   std::vector<int> liveInstances(const std::string& key);
+  // Whether the instance's server end is still open.
+  bool serverOpen(const std::string& key, int id);
+  // Marks a client end as holding the instance: the descriptor gives the mark up when closed.
+  // -1 on failure.
+  int holdForClient(const std::string& key, int id);
+  // Takes the mark from a client the server disconnected.
+  void releaseClient(const std::string& key, int id);
   std::optional<PipeSettings> settings(const std::string& key);
 
   // Registers a new instance in the Disconnected state and gives its id. `livenessFd` receives
