@@ -7,6 +7,8 @@
 #include <string>
 
 #include "app/pipe_client.h"
+#include "common/text_conversion.h"
+#include "platform/pipes_files.h"
 #include "tests/support/child_process.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/pipe_wait.h"
@@ -74,6 +76,23 @@ TEST_P(RoundTripTest, DocumentGoesToThePeerAndComesBackWhole) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, RoundTripTest, ::testing::Values(std::size_t{1025}, std::size_t{1048576}));
+
+// A client that reads part of the document and closes leaves it held: the peer's flush tells it
+// the rest was thrown away.
+TEST_F(PeerTransferTest, DocumentReadInPartStaysHeld) {
+  ASSERT_EQ(push({"receive"}, document(1025)).status, 0);
+  auto peer = startPeer({"send"});
+  ASSERT_TRUE(waitForPipe());
+  const platform::WideString name = velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe");
+  const HANDLE client = platform::CreateFileW(name.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(client, INVALID_HANDLE_VALUE);
+  char half[512];
+  DWORD count = 0;
+  EXPECT_TRUE(platform::ReadFile(client, half, sizeof half, &count, nullptr));
+  platform::CloseHandle(client);
+  peer->wait();
+  EXPECT_EQ(store().list().at(0).state, peer::RecordState::Held);
+}
 
 // receive follows blank's rules: a held document is never buried without --force, and a client
 // that sends nothing stores nothing.
