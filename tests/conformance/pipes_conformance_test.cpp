@@ -3,8 +3,11 @@
 // pass in order whatever the chunking.
 #include <gtest/gtest.h>
 
+#include <stdlib.h>
+
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "platform/errors.h"
 #include "platform/local_memory.h"
@@ -215,7 +218,9 @@ TEST(PipeConformance, PeekTellsListeningFromConnectedFromEnded) {
 
 // The peer's pipe is its own: a first-instance creation fails with 5 while another server has
 // the pipe (Wine ignores the flag: skipped there), and a pipe restricted to its owner, SYSTEM and
-// Administrators still takes the owner's clients.
+// Administrators takes the owner's clients, SYSTEM's and an administrator's, and refuses another
+// user with 5 (on the sim, which runs a process as the user $KESTRINE_SIM_USER names; under Wine
+// every process is the owner).
 TEST(PipeConformance, FirstInstanceOnlyAndOwnerOnlyPipes) {
   const auto name = uniquePipeName("owned");
   PSECURITY_DESCRIPTOR descriptor = nullptr;
@@ -230,6 +235,19 @@ TEST(PipeConformance, FirstInstanceOnlyAndOwnerOnlyPipes) {
   Handle first(create());
   ASSERT_TRUE(first.valid());
   EXPECT_TRUE(Handle(openClient(name)).valid());
+#ifndef _WIN32
+  for (const auto& user : {std::make_pair("S-1-5-18", true), std::make_pair("S-1-5-21-9-9-9-1999+S-1-5-32-544", true),
+                           std::make_pair("S-1-5-21-9-9-9-1999", false)}) {
+    const auto own = uniquePipeName("user");
+    Handle server(platform::CreateNamedPipeW(own.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 4096, 4096, 0, &security));
+    ::setenv("KESTRINE_SIM_USER", user.first, 1);
+    Handle client(openClient(own));
+    const DWORD refusal = platform::GetLastError();
+    ::unsetenv("KESTRINE_SIM_USER");
+    EXPECT_EQ(client.valid(), user.second) << user.first;
+    EXPECT_EQ(user.second ? DWORD{ERROR_ACCESS_DENIED} : refusal, static_cast<DWORD>(ERROR_ACCESS_DENIED));
+  }
+#endif
   Handle second(create());
   const DWORD error = platform::GetLastError();
   platform::LocalFree(descriptor);

@@ -21,6 +21,7 @@
 #include "platform/sim/pipes_files/byte_stream.h"
 #include "platform/sim/pipes_files/pipe_table.h"
 #include "platform/sim/pipes_files/unix_socket.h"
+#include "platform/sim/security/access_check.h"
 
 namespace sim {
 namespace {
@@ -356,7 +357,7 @@ bool clientAccessAllowed(DWORD desiredAccess, DWORD serverOpenMode) {
 }  // namespace
 
 HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInstances,
-                          DWORD defaultTimeout, bool firstOnly) {
+                          DWORD defaultTimeout, bool firstOnly, const std::string& descriptor) {
   PipeTable table;
   const std::vector<int> live = table.liveInstances(key);
   if (!live.empty() && firstOnly) {
@@ -379,7 +380,7 @@ HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInsta
   }
   int livenessFd = -1;
   const int id = table.addInstance(key, PipeSettings{openMode, maxInstances, defaultTimeout},
-                                   livenessFd);
+                                   PipeSecurity{callerSids().front(), descriptor}, livenessFd);
   const int listenFd = unixsocket::listenAt(table.socketPath(key, id));
   if (listenFd < 0) {
     table.removeInstance(key, id);
@@ -402,7 +403,9 @@ HANDLE openPipeClient(const std::string& key, DWORD desiredAccess) {
     return INVALID_HANDLE_VALUE;
   }
   const std::optional<PipeSettings> settings = table.settings(key);
-  if (!settings || !clientAccessAllowed(desiredAccess, settings->openMode)) {
+  const std::optional<PipeSecurity> security = table.security(key);
+  if (!settings || !security || !clientAccessAllowed(desiredAccess, settings->openMode) ||
+      !accessAllowed(security->descriptor, security->ownerSid, callerSids(), desiredAccess)) {
     fail(ERROR_ACCESS_DENIED);
     return INVALID_HANDLE_VALUE;
   }

@@ -1,5 +1,6 @@
 // Sim only: the machine-wide table of named pipe instances, kept as files under root()/pipes.
 //   pipes/<key>/settings   "openMode maxInstances defaultTimeout" of the pipe
+//   pipes/<key>/security   the owner's SID, then the descriptor's text, one line each
 //   pipes/<key>/<id>.state  "listening", "connected" or "disconnected"
 //   pipes/<key>/<id>.alive  locked (flock) by the server end for as long as it is open
 //   pipes/<key>/<id>.client locked by the connected client end for as long as it is open; removed
@@ -158,7 +159,17 @@ std::optional<PipeSettings> PipeTable::settings(const std::string& key) {
   return std::nullopt;
 }
 
-int PipeTable::addInstance(const std::string& key, const PipeSettings& settings, int& livenessFd) {
+std::optional<PipeSecurity> PipeTable::security(const std::string& key) {
+  const std::string text = readWholeFile(pipeDir(key) / "security").value_or(std::string());
+  const std::size_t newline = text.find('\n');
+  if (newline == std::string::npos || text.size() < newline + 2) {
+    return std::nullopt;
+  }
+  return PipeSecurity{text.substr(0, newline), text.substr(newline + 1, text.size() - newline - 2)};
+}
+
+int PipeTable::addInstance(const std::string& key, const PipeSettings& settings,
+                           const PipeSecurity& security, int& livenessFd) {
   fs::create_directories(pipeDir(key));
   const fs::path settingsPath = pipeDir(key) / "settings";
   // The first live instance writes the settings, over whatever an ended server left behind.
@@ -166,6 +177,7 @@ int PipeTable::addInstance(const std::string& key, const PipeSettings& settings,
     writeSmallFile(settingsPath, std::to_string(settings.openMode) + " " +
                                      std::to_string(settings.maxInstances) + " " +
                                      std::to_string(settings.defaultTimeout));
+    replaceFile(pipeDir(key) / "security", security.ownerSid + "\n" + security.descriptor + "\n");
   }
   const std::vector<int> ids = instanceIds(key);
   int id = ids.empty() ? 1 : ids.back() + 1;
