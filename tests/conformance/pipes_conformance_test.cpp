@@ -5,6 +5,7 @@
 
 #include <stdlib.h>
 
+#include <iostream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -117,7 +118,9 @@ TEST_P(FlushAfterClientClosedTest, FailsWhenDataWasLeftUnread) {
   const DWORD error = platform::GetLastError();
   if (readWhole) {
     EXPECT_TRUE(flushed) << "error " << error;
-  } else if (!runningUnderWine()) {
+  } else if (runningUnderWine() && flushed) {
+    GTEST_SKIP() << "Wine departs from Windows: its flush succeeds after the reader closed with data unread";
+  } else {
     EXPECT_FALSE(flushed);
     EXPECT_EQ(error, static_cast<DWORD>(ERROR_BROKEN_PIPE));
   }
@@ -136,10 +139,15 @@ TEST(PipeConformance, InstanceLivesUntilBothEndsAreClosed) {
   server.reset();
   EXPECT_FALSE(Handle(openClient(name)).valid());
   expectLastError(ERROR_FILE_NOT_FOUND);
-  if (!runningUnderWine()) {
-    EXPECT_FALSE(Handle(createServer(name)).valid());
-    expectLastError(ERROR_PIPE_BUSY);
+  Handle another(createServer(name));
+  const DWORD refusal = platform::GetLastError();
+  if (runningUnderWine() && another.valid()) {
+    std::cout << "Wine departs from Windows: it creates a new instance while a closed server's client holds the old one\n";
+  } else {
+    EXPECT_FALSE(another.valid());
+    EXPECT_EQ(refusal, static_cast<DWORD>(ERROR_PIPE_BUSY));
   }
+  another.reset();
   DWORD error = 0;
   EXPECT_EQ(readToEnd(client.get(), 16, error), "abc");
   EXPECT_EQ(error, static_cast<DWORD>(ERROR_BROKEN_PIPE));

@@ -2,6 +2,9 @@
 // and its exit code read.
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <optional>
+
 #include "common/text_conversion.h"
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
@@ -76,7 +79,8 @@ TEST(ProcessConformance, MissingProgramFailsWithFileNotFound) {
 // caught; Windows starts a debugged child. Asserted on the sim only.
 TEST(ProcessConformance, ConflictingOrForbiddenCreationFlagsAreRefused) {
   if (conformance::runningUnderWine()) GTEST_SKIP() << "Wine departs from Windows: it starts a child with a detached new console";
-  for (const DWORD flags : {DETACHED_PROCESS | CREATE_NEW_CONSOLE, DEBUG_PROCESS, DEBUG_ONLY_THIS_PROCESS, DWORD{0x00400000}}) {
+  for (const DWORD flags : std::initializer_list<DWORD>{DETACHED_PROCESS | CREATE_NEW_CONSOLE, DEBUG_PROCESS,
+                                                       DEBUG_ONLY_THIS_PROCESS, 0x00400000}) {
     PROCESS_INFORMATION info{};
     EXPECT_FALSE(start("\"" + conformance::selfPath + "\" --conformance-exit=0", info, flags)) << flags;
     EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER)) << flags;
