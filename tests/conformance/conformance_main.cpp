@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "common/text_conversion.h"
+#include "platform/errors.h"
 #include "platform/pipes_files.h"
 #include "tests/conformance/conformance_self.h"
 
@@ -49,12 +50,19 @@ int main(int argc, char** argv) {
     return std::atoi(argv[1] + sizeof kExitFlag - 1);
   }
   // Started by a check that ends it: wait long enough never to end by itself during the check,
-  // holding the given file open without sharing it.
+  // holding the given file open without sharing it. The check looks into the file meanwhile, so
+  // an open refused for sharing is tried again (for at most a minute).
   constexpr const char kHoldFlag[] = "--conformance-hold=";
   const bool hold = argc > 1 && std::strncmp(argv[1], kHoldFlag, sizeof kHoldFlag - 1) == 0;
-  if (hold && platform::CreateFileW(velmo::utf8ToWide(argv[1] + sizeof kHoldFlag - 1).c_str(), GENERIC_READ, 0,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr) == INVALID_HANDLE_VALUE) {
-    return 1;
+  for (int attempt = 0; hold; ++attempt) {
+    if (platform::CreateFileW(velmo::utf8ToWide(argv[1] + sizeof kHoldFlag - 1).c_str(), GENERIC_READ, 0,
+                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr) != INVALID_HANDLE_VALUE) {
+      break;
+    }
+    if (platform::GetLastError() != ERROR_SHARING_VIOLATION || attempt == 60000) {
+      return 1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   if (hold || (argc > 1 && std::strcmp(argv[1], "--conformance-linger") == 0)) {
     std::this_thread::sleep_for(std::chrono::minutes(5));

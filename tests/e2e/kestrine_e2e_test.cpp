@@ -327,6 +327,8 @@ TEST_P(PeerBoundedWait, EndsWithAClearMessage) {
 INSTANTIATE_TEST_SUITE_P(Cases, PeerBoundedWait, ::testing::Values(
     RunCase{"toolEndsWithoutConnecting", "exit 4", {}, 4, "the tool ended with status 4 without connecting"},
     RunCase{"toolNeverConnects", "exec sleep 30", {"--connect-timeout", "0.3"}, 9, "KestrinePipe within 0.3 s"},
+    RunCase{"terminationNeverCompletes", "mkdir -p \"$KESTRINE_SIM_ROOT/processes\"; echo terminate-pending 600000 > "
+            "\"$KESTRINE_SIM_ROOT/processes/faults\"; exec sleep 30", {"--connect-timeout", "0.3"}, 2, "still running 5 s after it was terminated"},
     RunCase{"damagedPipeSettings", "echo x > \"$KESTRINE_SIM_ROOT/pipes/kestrinepipe/settings\"; exec " KESTRINE_EXE " \"$@\"",
             {}, 255, "the tool ended with status 255 without connecting"},
     RunCase{"pipeServedByAnotherProcess", "", {}, 2, "another process already serves"}),

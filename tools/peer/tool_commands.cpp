@@ -54,7 +54,8 @@ int endTool(ToolProcess& tool) {
   tool.terminate();
   const std::optional<int> status = tool.waitFor(kTerminationWait);
   if (!status) {
-    throw PeerError("cannot end " + tool.commandLine());
+    throw PeerError("cannot end " + tool.commandLine() + ": it was still running " +
+                    secondsText(kTerminationWait) + " after it was terminated");
   }
   return *status;
 }

@@ -21,6 +21,7 @@
 #include "platform/sim/pipes_files/byte_stream.h"
 #include "platform/sim/pipes_files/pipe_table.h"
 #include "platform/sim/pipes_files/unix_socket.h"
+#include "platform/sim/security/access_check.h"
 
 namespace sim {
 namespace {
@@ -136,8 +137,9 @@ class PipeEnd : public ByteStream {
     return TRUE;
   }
 
-  // Waits until the other end has read everything written here (or has gone away, which
-  // discards what it had not read).
+  // Waits until the other end has read everything written here. When it closed with bytes
+  // unread they are discarded and the flush fails with ERROR_BROKEN_PIPE, as on Windows, so a
+  // writer never takes a transfer cut short for a whole one.
   BOOL flush() override {
     if (!mayWrite) {
       return fail(ERROR_ACCESS_DENIED);
@@ -152,6 +154,12 @@ class PipeEnd : public ByteStream {
       const int unread = unixsocket::unreadByPeer(fd);
       if (unread < 0) {
         return fail(ERROR_GEN_FAILURE);
+      }
+      if (unixsocket::resetByPeer(fd)) {
+        discarded = true;
+      }
+      if (discarded) {
+        return fail(ERROR_BROKEN_PIPE);
       }
       if (unread == 0) {
         return TRUE;
@@ -171,15 +179,20 @@ class PipeEnd : public ByteStream {
  private:
   const bool mayRead;
   const bool mayWrite;
+  // The other end closed with bytes of ours unread; every later flush fails.
+  std::atomic<bool> discarded{false};
 };
 
 // A client end of a named pipe, or one end of an anonymous pipe: a socket of its own.
 class PipeClientEnd : public PipeEnd {
  public:
-  PipeClientEnd(int fd, DWORD access, bool inheritable = false)
+  PipeClientEnd(int fd, DWORD access, bool inheritable = false, int holdFd = -1)
       : PipeEnd((access & GENERIC_READ) != 0, (access & GENERIC_WRITE) != 0),
-        inheritable(inheritable), fd(fd) {}
-  ~PipeClientEnd() override { unixsocket::closeFd(fd); }
+        inheritable(inheritable), fd(fd), holdFd(holdFd) {}
+  ~PipeClientEnd() override {
+    unixsocket::closeFd(fd);
+    unixsocket::closeFd(holdFd);
+  }
 
   const bool inheritable;
   int descriptor() const { return fd; }
@@ -189,6 +202,7 @@ class PipeClientEnd : public PipeEnd {
 
  private:
   int fd;
+  int holdFd;  // a named pipe's client keeps its instance alive through it (pipe_table.h)
 };
 
 class PipeServerEnd : public PipeEnd {
@@ -197,15 +211,16 @@ class PipeServerEnd : public PipeEnd {
       : PipeEnd((openMode & PIPE_ACCESS_INBOUND) != 0, (openMode & PIPE_ACCESS_OUTBOUND) != 0),
         key(std::move(key)), id(id), livenessFd(livenessFd), listenFd(listenFd) {}
 
+  // The instance stays while a client still holds its end: that client reads what is left, then
+  // ERROR_BROKEN_PIPE, and the instance counts against the pipe's limit until it closes too.
   ~PipeServerEnd() override {
-    {
-      PipeTable table;
-      table.removeInstance(key, id);
-    }
+    PipeTable table;
+    table.setState(key, id, PipeInstanceState::Disconnected);
     int fd = connected.exchange(-1);
     unixsocket::closeFd(fd);
     unixsocket::closeFd(listenFd);
     unixsocket::closeFd(livenessFd);
+    table.liveInstances(key);  // removes the instance when no client holds it
   }
 
   BOOL connect() {
@@ -271,6 +286,7 @@ class PipeServerEnd : public PipeEnd {
         unixsocket::closeFd(fd);
       }
     }
+    table.releaseClient(key, id);
     table.setState(key, id, PipeInstanceState::Disconnected);
     return TRUE;
   }
@@ -341,7 +357,7 @@ bool clientAccessAllowed(DWORD desiredAccess, DWORD serverOpenMode) {
 }  // namespace
 
 HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInstances,
-                          DWORD defaultTimeout, bool firstOnly) {
+                          DWORD defaultTimeout, bool firstOnly, const std::string& descriptor) {
   PipeTable table;
   const std::vector<int> live = table.liveInstances(key);
   if (!live.empty() && firstOnly) {
@@ -364,7 +380,7 @@ HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInsta
   }
   int livenessFd = -1;
   const int id = table.addInstance(key, PipeSettings{openMode, maxInstances, defaultTimeout},
-                                   livenessFd);
+                                   PipeSecurity{callerSids().front(), descriptor}, livenessFd);
   const int listenFd = unixsocket::listenAt(table.socketPath(key, id));
   if (listenFd < 0) {
     table.removeInstance(key, id);
@@ -381,12 +397,15 @@ HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInsta
 HANDLE openPipeClient(const std::string& key, DWORD desiredAccess) {
   PipeTable table;
   const std::vector<int> live = table.liveInstances(key);
-  if (live.empty()) {
+  // Instances whose server has closed take no client; with none other the pipe is gone.
+  if (std::none_of(live.begin(), live.end(), [&](int id) { return table.serverOpen(key, id); })) {
     fail(ERROR_FILE_NOT_FOUND);
     return INVALID_HANDLE_VALUE;
   }
   const std::optional<PipeSettings> settings = table.settings(key);
-  if (!settings || !clientAccessAllowed(desiredAccess, settings->openMode)) {
+  const std::optional<PipeSecurity> security = table.security(key);
+  if (!settings || !security || !clientAccessAllowed(desiredAccess, settings->openMode) ||
+      !accessAllowed(security->descriptor, security->ownerSid, callerSids(), desiredAccess)) {
     fail(ERROR_ACCESS_DENIED);
     return INVALID_HANDLE_VALUE;
   }
@@ -394,12 +413,20 @@ HANDLE openPipeClient(const std::string& key, DWORD desiredAccess) {
     if (table.state(key, id) != PipeInstanceState::Listening) {
       continue;
     }
-    const int fd = unixsocket::connectTo(table.socketPath(key, id));
-    if (fd >= 0) {
-      table.setState(key, id, PipeInstanceState::Connected);
-      platform::SetLastError(ERROR_SUCCESS);
-      return insertHandle(HandleKind::Kernel, std::make_shared<PipeClientEnd>(fd, desiredAccess));
+    int fd = unixsocket::connectTo(table.socketPath(key, id));
+    if (fd < 0) {
+      continue;
     }
+    const int holdFd = table.holdForClient(key, id);
+    if (holdFd < 0) {
+      unixsocket::closeFd(fd);
+      fail(ERROR_GEN_FAILURE);
+      return INVALID_HANDLE_VALUE;
+    }
+    table.setState(key, id, PipeInstanceState::Connected);
+    platform::SetLastError(ERROR_SUCCESS);
+    return insertHandle(HandleKind::Kernel,
+                        std::make_shared<PipeClientEnd>(fd, desiredAccess, false, holdFd));
   }
   fail(ERROR_PIPE_BUSY);
   return INVALID_HANDLE_VALUE;

@@ -10,11 +10,13 @@
 namespace sim {
 
 // One more instance of the pipe with table key `key`, listening for a client. `firstOnly`:
-// ERROR_ACCESS_DENIED when the pipe has an instance already.
+// ERROR_ACCESS_DENIED when the pipe has an instance already. `descriptor`: who may open the
+// pipe (access_check.h), fixed by the first instance.
 HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInstances,
-                          DWORD defaultTimeout, bool firstOnly);
+                          DWORD defaultTimeout, bool firstOnly, const std::string& descriptor);
 // The client end, connected to a free instance: ERROR_FILE_NOT_FOUND when the pipe has no
-// instance, ERROR_PIPE_BUSY when none is free.
+// instance, ERROR_ACCESS_DENIED when its descriptor refuses the caller's user, ERROR_PIPE_BUSY
+// when none is free.
 HANDLE openPipeClient(const std::string& key, DWORD desiredAccess);
 // Nonzero as soon as an instance is free; ERROR_SEM_TIMEOUT after `timeout` ms, and
 // ERROR_FILE_NOT_FOUND at once when the pipe has no instance.

@@ -1,7 +1,10 @@
 // Sim only: the machine-wide table of named pipe instances, kept as files under root()/pipes.
 //   pipes/<key>/settings   "openMode maxInstances defaultTimeout" of the pipe
+//   pipes/<key>/security   the owner's SID, then the descriptor's text, one line each
 //   pipes/<key>/<id>.state  "listening", "connected" or "disconnected"
-//   pipes/<key>/<id>.alive  locked (flock) by the serving process for as long as it lives
+//   pipes/<key>/<id>.alive  locked (flock) by the server end for as long as it is open
+//   pipes/<key>/<id>.client locked by the connected client end for as long as it is open; removed
+//                           when the server disconnects it, so a disconnected client holds nothing
 //   pipes/<key>/<id>.sock   the instance's listening socket (or a short path, see unix_socket.h)
 #include "platform/sim/pipes_files/pipe_table.h"
 
@@ -55,16 +58,21 @@ void writeSmallFile(const fs::path& path, const std::string& text) {
   replaceFile(path, text + '\n');
 }
 
-// A server is alive while it holds the exclusive lock on its instance's liveness file; the lock
-// goes away with the process, however it ends.
-bool serverAlive(const std::string& key, int id) {
-  const int fd = ::open(instanceFile(key, id, ".alive").c_str(), O_RDONLY | O_CLOEXEC);
+// Whether an end holds the lock on one of an instance's files; a lock goes away with its
+// descriptor, and so with the process however it ends.
+bool locked(const fs::path& path) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
     return false;
   }
-  const bool lockedByServer = ::flock(fd, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  const bool held = ::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
   ::close(fd);
-  return lockedByServer;
+  return held;
+}
+
+// An instance lives until both its ends are closed, as on Windows.
+bool instanceHeld(const std::string& key, int id) {
+  return locked(instanceFile(key, id, ".alive")) || locked(instanceFile(key, id, ".client"));
 }
 
 std::vector<int> instanceIds(const std::string& key) {
@@ -133,7 +141,7 @@ std::optional<std::string> pipeKeyOf(const WCHAR* name) {
 std::vector<int> PipeTable::liveInstances(const std::string& key) {
   std::vector<int> live;
   for (const int id : instanceIds(key)) {
-    if (serverAlive(key, id)) {
+    if (instanceHeld(key, id)) {
       live.push_back(id);
     } else {
       removeInstance(key, id);
@@ -151,7 +159,17 @@ std::optional<PipeSettings> PipeTable::settings(const std::string& key) {
   return std::nullopt;
 }
 
-int PipeTable::addInstance(const std::string& key, const PipeSettings& settings, int& livenessFd) {
+std::optional<PipeSecurity> PipeTable::security(const std::string& key) {
+  const std::string text = readWholeFile(pipeDir(key) / "security").value_or(std::string());
+  const std::size_t newline = text.find('\n');
+  if (newline == std::string::npos || text.size() < newline + 2) {
+    return std::nullopt;
+  }
+  return PipeSecurity{text.substr(0, newline), text.substr(newline + 1, text.size() - newline - 2)};
+}
+
+int PipeTable::addInstance(const std::string& key, const PipeSettings& settings,
+                           const PipeSecurity& security, int& livenessFd) {
   fs::create_directories(pipeDir(key));
   const fs::path settingsPath = pipeDir(key) / "settings";
   // The first live instance writes the settings, over whatever an ended server left behind.
@@ -159,6 +177,7 @@ int PipeTable::addInstance(const std::string& key, const PipeSettings& settings,
     writeSmallFile(settingsPath, std::to_string(settings.openMode) + " " +
                                      std::to_string(settings.maxInstances) + " " +
                                      std::to_string(settings.defaultTimeout));
+    replaceFile(pipeDir(key) / "security", security.ownerSid + "\n" + security.descriptor + "\n");
   }
   const std::vector<int> ids = instanceIds(key);
   int id = ids.empty() ? 1 : ids.back() + 1;
@@ -182,8 +201,28 @@ int PipeTable::addInstance(const std::string& key, const PipeSettings& settings,
   return id;
 }
 
+bool PipeTable::serverOpen(const std::string& key, int id) {
+  return locked(instanceFile(key, id, ".alive"));
+}
+
+int PipeTable::holdForClient(const std::string& key, int id) {
+  const fs::path path = instanceFile(key, id, ".client");
+  ::unlink(path.c_str());
+  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+  if (fd >= 0 && ::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    ::close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+void PipeTable::releaseClient(const std::string& key, int id) {
+  ::unlink(instanceFile(key, id, ".client").c_str());
+}
+
 void PipeTable::removeInstance(const std::string& key, int id) {
   std::error_code ec;
+  fs::remove(instanceFile(key, id, ".client"), ec);
   fs::remove(instanceFile(key, id, ".state"), ec);
   fs::remove(socketPath(key, id), ec);
   fs::remove(instanceFile(key, id, ".alive"), ec);

@@ -23,6 +23,13 @@ struct PipeSettings {
   DWORD defaultTimeout = 0;  // ms, for WaitNamedPipeW(name, NMPWAIT_USE_DEFAULT_WAIT)
 };
 
+// Who may open the pipe: its descriptor as text (access_check.h) and the SID of its owner, the
+// user of the process that created the first instance.
+struct PipeSecurity {
+  std::string ownerSid;
+  std::string descriptor;
+};
+
 // The table key of a local pipe name "\\.\pipe\NAME": the name, case-folded and escaped so that
 // it is a file name. Empty when `name` is not a local pipe name.
 std::optional<std::string> pipeKeyOf(const WCHAR* name);
@@ -34,15 +41,24 @@ class PipeTable {
  public:
   PipeTable() = default;
 
-  // Ids of the pipe's instances whose server is alive, in creation order. Instances whose server
-  // died are removed on the way.
+  // Ids of the pipe's instances that one end or both still hold, in creation order. Instances
+  // whose ends are all closed (or whose processes died) are removed on the way.
   std::vector<int> liveInstances(const std::string& key);
+  // Whether the instance's server end is still open.
+  bool serverOpen(const std::string& key, int id);
+  // Marks a client end as holding the instance: the descriptor gives the mark up when closed.
+  // -1 on failure.
+  int holdForClient(const std::string& key, int id);
+  // Takes the mark from a client the server disconnected.
+  void releaseClient(const std::string& key, int id);
   std::optional<PipeSettings> settings(const std::string& key);
+  std::optional<PipeSecurity> security(const std::string& key);
 
   // Registers a new instance in the Disconnected state and gives its id. `livenessFd` receives
   // the descriptor whose lock marks the server as alive; the caller keeps it open for as long as
   // the instance exists.
-  int addInstance(const std::string& key, const PipeSettings& settings, int& livenessFd);
+  int addInstance(const std::string& key, const PipeSettings& settings,
+                  const PipeSecurity& security, int& livenessFd);
   void removeInstance(const std::string& key, int id);
 
   PipeInstanceState state(const std::string& key, int id);

@@ -12,6 +12,8 @@
 #include "platform/sim/pipes_files/named_pipe.h"
 #include "platform/sim/pipes_files/pipe_table.h"
 #include "platform/sim/core/test_api.h"
+#include "platform/sim/core/utf.h"
+#include "platform/sim/security/access_check.h"
 
 namespace {
 
@@ -38,6 +40,24 @@ std::shared_ptr<sim::ByteStream> streamOf(HANDLE handle) {
     platform::SetLastError(ERROR_INVALID_HANDLE);
   }
   return stream;
+}
+
+// The text of the descriptor a pipe is created with (the sim's descriptors are their text), or
+// Windows' default one; none when the sim cannot read it.
+std::optional<std::string> descriptorText(const SECURITY_ATTRIBUTES* attributes) {
+  if (!attributes || !attributes->lpSecurityDescriptor) {
+    return std::string(sim::kDefaultPipeSecurity);
+  }
+  const WCHAR* text = static_cast<const WCHAR*>(attributes->lpSecurityDescriptor);
+  std::size_t size = 0;
+  while (text[size]) {
+    ++size;
+  }
+  std::string descriptor = sim::utf16ToUtf8(text, size);
+  if (!sim::validSecurityText(descriptor)) {
+    return std::nullopt;
+  }
+  return descriptor;
 }
 
 }  // namespace
@@ -118,7 +138,12 @@ HANDLE CreateNamedPipeW(LPCWSTR lpName, DWORD dwOpenMode, DWORD dwPipeMode, DWOR
       nMaxInstances > PIPE_UNLIMITED_INSTANCES) {
     return failHandle(ERROR_INVALID_PARAMETER);
   }
-  return sim::createPipeInstance(*key, dwOpenMode, nMaxInstances, nDefaultTimeOut, firstOnly);
+  const std::optional<std::string> descriptor = descriptorText(lpSecurityAttributes);
+  if (!descriptor) {
+    return failHandle(ERROR_INVALID_PARAMETER);
+  }
+  return sim::createPipeInstance(*key, dwOpenMode, nMaxInstances, nDefaultTimeOut, firstOnly,
+                                 *descriptor);
 }
 
 BOOL ConnectNamedPipe(HANDLE hNamedPipe, LPOVERLAPPED lpOverlapped) {

@@ -117,6 +117,12 @@ int unreadByPeer(int fd) {
   return ::ioctl(fd, SIOCOUTQ, &queued) == 0 ? queued : -1;
 }
 
+bool resetByPeer(int fd) {
+  int error = 0;
+  socklen_t size = sizeof error;
+  return ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == ECONNRESET;
+}
+
 long peerProcessId(int fd) {
   ucred credentials{};
   socklen_t size = sizeof credentials;

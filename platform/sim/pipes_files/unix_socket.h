@@ -22,6 +22,9 @@ int acceptOne(int listenFd, bool wait);
 bool peerClosed(int fd);
 // The number of bytes this end has written that the other end has not read yet; -1 on failure.
 int unreadByPeer(int fd);
+// Whether the other end closed with bytes of ours still unread (Linux then resets this end).
+// The reset is reported once.
+bool resetByPeer(int fd);
 // The id of the process that made the connection at the other end; -1 on failure.
 long peerProcessId(int fd);
 void closeFd(int& fd);

@@ -9,9 +9,11 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <thread>
 
 #include "platform/errors.h"
 #include "platform/processes.h"
+#include "platform/sim/processes/process_faults.h"
 
 namespace sim {
 namespace {
@@ -48,11 +50,29 @@ bool ProcessIdentity::reap(bool block) {
   }
 }
 
+ChildProcess::~ChildProcess() {
+  std::lock_guard<std::mutex> lock(mutex);
+  if (!ended) {
+    completeTermination(true);
+  }
+}
+
+void ChildProcess::completeTermination(bool now) {
+  if (killAt && (now || std::chrono::steady_clock::now() >= *killAt)) {
+    ::kill(pid, SIGKILL);
+    killAt.reset();
+  }
+}
+
 bool ChildProcess::reap(bool block) {
   std::lock_guard<std::mutex> lock(mutex);
   if (ended) {
     return true;
   }
+  if (block && killAt) {
+    std::this_thread::sleep_until(*killAt);
+  }
+  completeTermination(false);
   int status = 0;
   const pid_t result = ::waitpid(pid, &status, block ? 0 : WNOHANG);
   if (result == pid) {
@@ -77,8 +97,17 @@ bool ChildProcess::terminate(DWORD code) {
   if (ended) {
     return true;
   }
+  if (terminatedWith) {
+    return true;  // the first termination's code stands
+  }
+  if (::kill(pid, 0) != 0) {
+    return false;
+  }
   terminatedWith = code;
-  return ::kill(pid, SIGKILL) == 0;
+  const DWORD pending = processFault("terminate-pending").value_or(0);
+  killAt = std::chrono::steady_clock::now() + std::chrono::milliseconds(pending);
+  completeTermination(pending == 0);
+  return true;
 }
 
 ChildThread::~ChildThread() {

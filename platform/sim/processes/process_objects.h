@@ -5,6 +5,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -28,16 +29,23 @@ class ProcessIdentity : public HandleObject {
 class ChildProcess : public ProcessIdentity {
  public:
   using ProcessIdentity::ProcessIdentity;
+  // A termination still pending completes when the last handle goes.
+  ~ChildProcess() override;
   bool reap(bool block) override;
   DWORD code();
   // SIGKILL, and the code that Windows would report; a process that has ended stays as it was.
+  // Under the fault terminate-pending (process_faults.h) the SIGKILL comes that much later.
   bool terminate(DWORD code);
 
  private:
+  // Sends a pending SIGKILL once its time has come (at once with `now`).
+  void completeTermination(bool now);
+
   std::mutex mutex;
   bool ended = false;
   DWORD exitCode;
   std::optional<DWORD> terminatedWith;
+  std::optional<std::chrono::steady_clock::time_point> killAt;
 };
 
 // The first thread of a child. While `gate` is open the child waits before running its program.

@@ -1,10 +1,13 @@
-// Sim only: security descriptors are kept as their text; the sim checks no access by them.
+// Sim only: security descriptors are kept as their text, in the forms the sim's access check reads
+// (security/access_check.h); pipes are opened by it.
 #include <cstring>
 
 #include "platform/errors.h"
 #include "platform/local_memory.h"
 #include "platform/security.h"
 #include "platform/sim/core/test_api.h"
+#include "platform/sim/core/utf.h"
+#include "platform/sim/security/access_check.h"
 
 namespace platform {
 
@@ -21,6 +24,10 @@ BOOL ConvertStringSecurityDescriptorToSecurityDescriptorW(
   std::size_t length = 0;
   while (StringSecurityDescriptor[length]) {
     ++length;
+  }
+  if (!sim::validSecurityText(sim::utf16ToUtf8(StringSecurityDescriptor, length))) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
   }
   const std::size_t bytes = (length + 1) * sizeof(WCHAR);
   void* copy = LocalAlloc(LPTR, bytes);

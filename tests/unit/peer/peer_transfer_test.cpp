@@ -2,11 +2,17 @@
 // root: documents go both ways whole, are stored durably, and a dead peer leaves no pipe behind.
 #include <gtest/gtest.h>
 
+#include <stdlib.h>
+
 #include <chrono>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "app/pipe_client.h"
+#include "common/text_conversion.h"
+#include "platform/errors.h"
+#include "platform/pipes_files.h"
 #include "tests/support/child_process.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/pipe_wait.h"
@@ -75,6 +81,23 @@ TEST_P(RoundTripTest, DocumentGoesToThePeerAndComesBackWhole) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, RoundTripTest, ::testing::Values(std::size_t{1025}, std::size_t{1048576}));
 
+// A client that reads part of the document and closes leaves it held: the peer's flush tells it
+// the rest was thrown away.
+TEST_F(PeerTransferTest, DocumentReadInPartStaysHeld) {
+  ASSERT_EQ(push({"receive"}, document(1025)).status, 0);
+  auto peer = startPeer({"send"});
+  ASSERT_TRUE(waitForPipe());
+  const platform::WideString name = velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe");
+  const HANDLE client = platform::CreateFileW(name.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(client, INVALID_HANDLE_VALUE);
+  char half[512];
+  DWORD count = 0;
+  EXPECT_TRUE(platform::ReadFile(client, half, sizeof half, &count, nullptr));
+  platform::CloseHandle(client);
+  peer->wait();
+  EXPECT_EQ(store().list().at(0).state, peer::RecordState::Held);
+}
+
 // receive follows blank's rules: a held document is never buried without --force, and a client
 // that sends nothing stores nothing.
 TEST_F(PeerTransferTest, ReceiveNeitherReplacesAHeldDocumentNorStoresAnEmptyOne) {
@@ -142,6 +165,29 @@ INSTANTIATE_TEST_SUITE_P(Cases, UnreadableDocumentTest, ::testing::Values(
     Unreadable{"overOneMebibyte", document(1048577), "more than the 1048576"},
     Unreadable{"noObject", "[1, 2]", "no object"}),
     [](const auto& info) { return std::string(info.param.name); });
+
+// The peer's pipe admits the peer's own user, SYSTEM and Administrators; another user's client
+// is refused with 5 and the peer waits on for its own.
+class PipeUserTest : public PeerTransferTest,
+                     public ::testing::WithParamInterface<std::pair<const char*, DWORD>> {};
+
+TEST_P(PipeUserTest, OnlyTheOwnerSystemAndAdministratorsAreAdmitted) {
+  auto peer = startPeer({"receive", "--connect-timeout", "2"});
+  ASSERT_TRUE(waitForPipe());
+  ::setenv("KESTRINE_SIM_USER", GetParam().first, 1);
+  const platform::WideString name = velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe");
+  const HANDLE client = platform::CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  const DWORD error = platform::GetLastError();
+  ::unsetenv("KESTRINE_SIM_USER");
+  EXPECT_EQ(client == INVALID_HANDLE_VALUE ? error : DWORD{ERROR_SUCCESS}, GetParam().second);
+  if (client != INVALID_HANDLE_VALUE) platform::CloseHandle(client);
+  peer->wait();
+}
+
+INSTANTIATE_TEST_SUITE_P(Users, PipeUserTest, ::testing::Values(
+    std::make_pair("", DWORD{ERROR_SUCCESS}), std::make_pair("S-1-5-18", DWORD{ERROR_SUCCESS}),
+    std::make_pair("S-1-5-21-9-9-9-1999+S-1-5-32-544", DWORD{ERROR_SUCCESS}),
+    std::make_pair("S-1-5-21-9-9-9-1999", DWORD{ERROR_ACCESS_DENIED})));
 
 TEST_F(PeerTransferTest, PipeOfAKilledPeerIsGone) {
   {

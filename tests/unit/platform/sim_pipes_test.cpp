@@ -1,15 +1,18 @@
 // Properties of the sim's named pipes that Windows gives for free and the sim must earn: racing
-// clients never share an instance, and a long sim root still gives working socket addresses.
+// clients never share an instance, a long sim root still gives working socket addresses, and a
+// descriptor's entries decide access in order.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <deque>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "platform/errors.h"
+#include "platform/sim/security/access_check.h"
 #include "tests/conformance/pipe_fixture.h"
 #include "tests/support/sim_test.h"
 
@@ -69,5 +72,30 @@ TEST_F(SimPipesTest, LongRootStillCarriesBytes) {
   }
   ::setenv("KESTRINE_SIM_ROOT", simRoot.c_str(), 1);
 }
+
+// Descriptor, caller's SIDs (user first), access wanted, and whether it is granted.
+struct AccessCase {
+  const char* descriptor;
+  std::vector<std::string> sids;
+  DWORD wanted;
+  bool granted;
+};
+
+class AccessCheckTest : public ::testing::TestWithParam<AccessCase> {};
+
+TEST_P(AccessCheckTest, EntriesDecideInOrder) {
+  const AccessCase& c = GetParam();
+  EXPECT_EQ(sim::accessAllowed(c.descriptor, "S-1-5-21-1", c.sids, c.wanted), c.granted) << c.descriptor;
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, AccessCheckTest, ::testing::Values(
+    AccessCase{sim::kDefaultPipeSecurity, {"S-1-5-21-2"}, GENERIC_READ, true},
+    AccessCase{sim::kDefaultPipeSecurity, {"S-1-5-21-2"}, GENERIC_READ | GENERIC_WRITE, false},
+    AccessCase{"D:(A;;GR;;;OW)(A;;GW;;;S-1-5-21-1)", {"S-1-5-21-1"}, GENERIC_READ | GENERIC_WRITE, true},
+    AccessCase{"D:(D;;GW;;;BA)(A;;GA;;;WD)", {"S-1-5-21-2", sim::kAdministratorsSid}, GENERIC_WRITE, false},
+    AccessCase{"D:(A;;GA;;;WD)(D;;GW;;;BA)", {"S-1-5-21-2", sim::kAdministratorsSid}, GENERIC_WRITE, true},
+    AccessCase{"D:P", {sim::kSystemSid}, GENERIC_READ, false},
+    AccessCase{"D:(A;ID;GA;;;WD)", {"S-1-5-21-1"}, GENERIC_READ, false},
+    AccessCase{"O:BAD:(A;;GA;;;WD)", {"S-1-5-21-1"}, GENERIC_READ, false}));
 
 }  // namespace
