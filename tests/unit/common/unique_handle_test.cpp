@@ -46,7 +46,7 @@ TYPED_TEST(UniqueHandleTest, ClosesEachHandleOnceWhateverHappensToItsOwner) {
   const auto held = first.get();
   ASSERT_TRUE(first);
   Owner second(std::move(first));
-  EXPECT_FALSE(first);
+  EXPECT_EQ(first.get(), TypeParam::invalid().front()) << "an empty owner holds null";
   EXPECT_EQ(second.get(), held);
   Owner& same = second;
   second = std::move(same);  // a self-move closes nothing
