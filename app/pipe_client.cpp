@@ -45,17 +45,15 @@ HANDLE createPipeClient() {
                                FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-bool isOpen(HANDLE handle) { return handle != nullptr && handle != INVALID_HANDLE_VALUE; }
-
 }  // namespace
 
 PipeHandle openPipe(LoggerBase& logger) {
   for (int attempt = 0;;) {
     logFormatted(logger, DEBUG, "Attempt #{} at creating kestrine pipe client", attempt);
-    const HANDLE handle = createPipeClient();
-    if (isOpen(handle)) {
+    PipeHandle handle(createPipeClient());
+    if (handle) {
       logText(logger, DEBUG, "Successfully created kestrine pipe client");
-      return PipeHandle(handle, [](HANDLE h) { platform::CloseHandle(h); });
+      return handle;
     }
     const DWORD error = platform::GetLastError();
     // Only a busy pipe is worth another attempt; a missing one will not appear by waiting.
@@ -72,12 +70,12 @@ PipeHandle openPipe(LoggerBase& logger) {
   }
 }
 
-bool writePipeMessage(LoggerBase& logger, const PipeHandle& handle, std::string message) {
+bool writePipeMessage(LoggerBase& logger, HANDLE pipe, std::string message) {
   while (!message.empty()) {
     const std::string chunk = message.substr(0, std::min(message.size(), kWriteChunkBytes));
     message.erase(0, chunk.size());
     DWORD written = 0;
-    if (!platform::WriteFile(handle.get(), chunk.data(), static_cast<DWORD>(chunk.size()),
+    if (!platform::WriteFile(pipe, chunk.data(), static_cast<DWORD>(chunk.size()),
                              &written, nullptr)) {
       const DWORD error = platform::GetLastError();
       logging::logError(logger, static_cast<std::int32_t>(error),
@@ -88,12 +86,12 @@ bool writePipeMessage(LoggerBase& logger, const PipeHandle& handle, std::string 
   return true;
 }
 
-std::string readPipeMessage(LoggerBase& logger, const PipeHandle& handle) {
+std::string readPipeMessage(LoggerBase& logger, HANDLE pipe) {
   char buffer[kReadChunkBytes + 1];
   DWORD count = 0;
   std::uint32_t total = 0;
   std::string message;
-  BOOL ok = platform::ReadFile(handle.get(), buffer, kReadChunkBytes, &count, nullptr);
+  BOOL ok = platform::ReadFile(pipe, buffer, kReadChunkBytes, &count, nullptr);
   while (ok) {
     // A chunk is text up to its first zero byte; the limit counts every byte read.
     buffer[count] = '\0';
@@ -108,7 +106,7 @@ std::string readPipeMessage(LoggerBase& logger, const PipeHandle& handle) {
                    kMaxReceivedBytes);
       return message;
     }
-    ok = platform::ReadFile(handle.get(), buffer, kReadChunkBytes, &count, nullptr);
+    ok = platform::ReadFile(pipe, buffer, kReadChunkBytes, &count, nullptr);
   }
   // A failed read after data is the normal end of the message.
   if (total == 0) {
@@ -127,9 +125,9 @@ KestrinePipeClient::KestrinePipeClient(std::unique_ptr<LoggerBase> clientLogger)
 }
 
 void KestrinePipeClient::send(std::string message) {
-  writePipeMessage(*logger, pipeHandle, std::move(message));
+  writePipeMessage(*logger, pipeHandle.get(), std::move(message));
 }
 
-std::string KestrinePipeClient::receive() { return readPipeMessage(*logger, pipeHandle); }
+std::string KestrinePipeClient::receive() { return readPipeMessage(*logger, pipeHandle.get()); }
 
 }  // namespace velmo

@@ -2,17 +2,17 @@
 // document to or from the peer, and closes the pipe when destroyed.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 
+#include "common/owned_handles.h"
 #include "logging/logger.h"
 #include "platform/types.h"
 
 namespace velmo {
 
-// One Windows handle with its closing function; destroying it closes a handle that is not null.
-using PipeHandle = std::unique_ptr<void, std::function<void(HANDLE)>>;
+// The client end of the pipe, closed by CloseHandle when dropped.
+using PipeHandle = KernelHandle;
 
 // Connects to the peer's pipe: up to 5 attempts while every instance is busy, each followed by
 // a wait of at most 1 second for a free instance. Throws std::runtime_error when the pipe cannot
@@ -21,11 +21,11 @@ PipeHandle openPipe(logging::LoggerBase& logger);
 
 // Writes the message in chunks of at most 1024 bytes. True when every chunk was written; on the
 // first failure the rest is dropped. An empty message writes nothing.
-bool writePipeMessage(logging::LoggerBase& logger, const PipeHandle& handle, std::string message);
+bool writePipeMessage(logging::LoggerBase& logger, HANDLE pipe, std::string message);
 
 // Reads until a read fails (the end of the stream) or more than 1048576 bytes have arrived. Each
 // chunk is taken as zero-terminated text.
-std::string readPipeMessage(logging::LoggerBase& logger, const PipeHandle& handle);
+std::string readPipeMessage(logging::LoggerBase& logger, HANDLE pipe);
 
 class KestrinePipeClient {
  public:

@@ -64,7 +64,7 @@ void BM_ReceiveOneMebibyte(benchmark::State& state) {
     state.ResumeTiming();
 
     const velmo::PipeHandle handle = velmo::openPipe(logger);
-    const std::string received = velmo::readPipeMessage(logger, handle);
+    const std::string received = velmo::readPipeMessage(logger, handle.get());
 
     state.PauseTiming();
     peer.join();

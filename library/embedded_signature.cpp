@@ -3,8 +3,8 @@
 #include <cstring>
 #include <string>
 
+#include "common/owned_handles.h"
 #include "common/text_conversion.h"
-#include "library/owned_handles.h"
 #include "library/signature_text.h"
 #include "library/windows_dynamic_library.h"
 #include "platform/errors.h"
@@ -68,14 +68,14 @@ LibraryResult WindowsDynamicLibrary::readEmbeddedSignature(SignatureInfo& info) 
     return failure("CryptQueryObject failed");
   }
   const CertificateStoreHandle store(rawStore);
-  const CryptMessageHandle message(rawMessage, &platform::CryptMsgClose);
+  const CryptMessageHandle message(rawMessage);
 
   DWORD signerInfoSize = 0;
   if (!platform::CryptMsgGetParam(message.get(), CMSG_SIGNER_INFO_PARAM, 0, nullptr,
                                   &signerInfoSize)) {
     return failure("CryptMsgGetParam failed - signer information size");
   }
-  const LocalMemory signerInfoBuffer = allocateLocal(signerInfoSize);
+  const LocalMemory signerInfoBuffer(platform::LocalAlloc(LPTR, signerInfoSize));
   if (!signerInfoBuffer) {
     return failure("Unable to allocate memory for Signer Info.");
   }
@@ -94,8 +94,7 @@ LibraryResult WindowsDynamicLibrary::readEmbeddedSignature(SignatureInfo& info) 
   certificateInfo.SerialNumber = signerInfo.SerialNumber;
   const CertificateContextHandle certificate(
       platform::CertFindCertificateInStore(store.get(), kEncoding, 0, CERT_FIND_SUBJECT_CERT,
-                                           &certificateInfo, nullptr),
-      &platform::CertFreeCertificateContext);
+                                           &certificateInfo, nullptr));
   if (!certificate) {
     return failure("CertFindCertificateInStore failed");
   }
@@ -119,7 +118,7 @@ LibraryResult WindowsDynamicLibrary::readPublisherInfo(const CMSG_SIGNER_INFO& s
                                    nullptr, &size)) {
     return failure("CryptDecodeObject failed");
   }
-  const LocalMemory buffer = allocateLocal(size);
+  const LocalMemory buffer(platform::LocalAlloc(LPTR, size));
   if (!buffer) {
     return failure("Unable to allocate memory for Publisher Info.");
   }

@@ -39,8 +39,8 @@ platform::WideString findLibraryPath(const platform::WideString& name,
   if (name.empty()) {
     throw std::logic_error("Invalid name provided");
   }
-  const ModuleHandle mapped =
-      ownModule(platform::LoadLibraryExW(name.c_str(), nullptr, searchFlags(searchScope)));
+  const ModuleHandle mapped(
+      platform::LoadLibraryExW(name.c_str(), nullptr, searchFlags(searchScope)));
   if (!mapped) {
     throwNotFound(platform::GetLastError());
   }
@@ -56,7 +56,7 @@ platform::WideString findLibraryPath(const platform::WideString& name,
 
 WindowsDynamicLibraryBase::WindowsDynamicLibraryBase(const std::string& name,
                                                      LibrarySearchScope searchScope)
-    : libraryPath(findLibraryPath(wideName(name), searchScope)), module(ownModule(nullptr)) {}
+    : libraryPath(findLibraryPath(wideName(name), searchScope)) {}
 
 std::string WindowsDynamicLibraryBase::getLibraryPath() const { return wideToLogText(libraryPath); }
 

@@ -4,9 +4,9 @@
 
 #include <string>
 
+#include "common/owned_handles.h"
 #include "library/dynamic_library.h"
 #include "library/library_result.h"
-#include "library/owned_handles.h"
 #include "platform/types.h"
 
 namespace velmo {

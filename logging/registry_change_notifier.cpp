@@ -24,12 +24,6 @@ constexpr DWORD kRetryPauseMs = 1000;
 
 }  // namespace
 
-void RegistryChangeNotifier::KeyCloser::operator()(HKEY key) const { platform::RegCloseKey(key); }
-
-void RegistryChangeNotifier::EventCloser::operator()(HANDLE event) const {
-  platform::CloseHandle(event);
-}
-
 RegistryChangeNotifier::RegistryChangeNotifier(const std::string& key, const std::string& valueName,
                                                UpdateCallback updateCallback,
                                                std::unique_ptr<logging::LoggerBase> logger)

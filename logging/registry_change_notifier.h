@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <type_traits>
 
+#include "common/owned_handles.h"
 #include "logging/logger.h"
 #include "platform/types.h"
 
@@ -30,15 +30,6 @@ class RegistryChangeNotifier {
   RegistryChangeNotifier& operator=(const RegistryChangeNotifier&) = delete;
 
  private:
-  struct KeyCloser {
-    void operator()(HKEY key) const;
-  };
-  struct EventCloser {
-    void operator()(HANDLE event) const;
-  };
-  using KeyHandle = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
-  using EventHandle = std::unique_ptr<std::remove_pointer_t<HANDLE>, EventCloser>;
-
   // The value's text; throws std::runtime_error when it cannot be read or is not a string.
   std::string readValue() const;
   void run();
@@ -50,9 +41,9 @@ class RegistryChangeNotifier {
   const std::string valueName;
   const UpdateCallback updateCallback;
   const std::unique_ptr<logging::LoggerBase> logger;
-  KeyHandle keyHandle;
-  EventHandle changeEvent;
-  EventHandle stopEvent;
+  RegistryKey keyHandle;
+  KernelHandle changeEvent;
+  KernelHandle stopEvent;
   // Set before stopEvent is signalled, so that a worker whose waits fail still sees the stop.
   std::atomic<bool> stopping{false};
   std::thread worker;

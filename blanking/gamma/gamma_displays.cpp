@@ -23,12 +23,9 @@ std::string displayDeviceName(const DISPLAY_DEVICEA& device) {
   return std::string(device.DeviceName, end);
 }
 
-std::shared_ptr<HDC__> makeSharedHDC(const std::string& displayName) {
-  const HDC context = platform::CreateDCA("DISPLAY", displayName.c_str(), nullptr, nullptr);
-  if (!context) {
-    return {};
-  }
-  return std::shared_ptr<HDC__>(context, [](HDC owned) { platform::DeleteDC(owned); });
+velmo::DeviceContext openDeviceContext(const std::string& displayName) {
+  return velmo::DeviceContext(
+      platform::CreateDCA("DISPLAY", displayName.c_str(), nullptr, nullptr));
 }
 
 bool isDisplayActive(const GammaDisplay& display) {
@@ -54,9 +51,9 @@ std::vector<GammaDisplay> buildDisplayList(velmo::logging::LoggerBase& logger, b
   for (const DISPLAY_DEVICEA& device : enumerateDisplayDevices()) {
     GammaDisplay display;
     display.displayName = displayDeviceName(device);
-    const std::shared_ptr<HDC__> context = makeSharedHDC(display.displayName);
+    const velmo::DeviceContext context = openDeviceContext(display.displayName);
     if (context && !restoreOnly) {
-      display.initialGammasSaved = saveInitialGamma(logger, context, display.initialGammas);
+      display.initialGammasSaved = saveInitialGamma(logger, context.get(), display.initialGammas);
     }
     displays.push_back(display);
   }

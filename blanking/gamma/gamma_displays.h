@@ -2,17 +2,17 @@
 // monitor is on.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "blanking/gamma/gamma_display.h"
+#include "common/owned_handles.h"
 #include "logging/logger.h"
 #include "platform/displays.h"
 
-// A device context of the display, released by DeleteDC with the last copy. Empty when
-// CreateDCA gives none.
-std::shared_ptr<HDC__> makeSharedHDC(const std::string& displayName);
+// A device context of the display, released by DeleteDC when dropped. Empty when CreateDCA
+// gives none.
+velmo::DeviceContext openDeviceContext(const std::string& displayName);
 
 // True when the first monitor of the display device is listed and on.
 bool isDisplayActive(const GammaDisplay& display);

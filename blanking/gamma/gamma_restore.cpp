@@ -7,13 +7,13 @@
 #include "platform/errors.h"
 
 bool restoreInitialGamma(velmo::logging::LoggerBase& logger,
-                         const std::shared_ptr<HDC__>& deviceContext, std::uint32_t attempt,
+                         HDC deviceContext, std::uint32_t attempt,
                          const GammaRamp& ramp) {
   using velmo::logging::DEBUG;
   using velmo::logging::ERROR;
   using velmo::logging::logAt;
   // SetDeviceGammaRamp only reads the ramp; its parameter is not const in the Windows API.
-  if (!platform::SetDeviceGammaRamp(deviceContext.get(), const_cast<GammaRamp*>(&ramp))) {
+  if (!platform::SetDeviceGammaRamp(deviceContext, const_cast<GammaRamp*>(&ramp))) {
     const auto errorCode = static_cast<std::int32_t>(platform::GetLastError());
     if (logger.logLevel >= ERROR) {
       logAt(logger, ERROR, errorCode,
@@ -22,7 +22,7 @@ bool restoreInitialGamma(velmo::logging::LoggerBase& logger,
     return false;
   }
   GammaRamp readBack{};
-  if (!platform::GetDeviceGammaRamp(deviceContext.get(), &readBack)) {
+  if (!platform::GetDeviceGammaRamp(deviceContext, &readBack)) {
     logAt(logger, DEBUG, logger.defaultResultCode,
           "Restored initial device gamma ramps; but failed read back for validation!");
     return false;

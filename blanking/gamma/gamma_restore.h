@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "blanking/gamma/gamma_ramp.h"
 #include "logging/logger.h"
@@ -14,5 +13,5 @@ constexpr std::uint32_t kGammaRestoreAttempts = 5;
 // One attempt (numbered from 0 in the log lines): sets `ramp` and reads it back. True when the
 // read-back equals it in all 768 words.
 bool restoreInitialGamma(velmo::logging::LoggerBase& logger,
-                         const std::shared_ptr<HDC__>& deviceContext, std::uint32_t attempt,
+                         HDC deviceContext, std::uint32_t attempt,
                          const GammaRamp& ramp);

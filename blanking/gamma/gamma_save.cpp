@@ -49,13 +49,13 @@ struct Sampling {
 // kMinimumStableBrightness, or until kGammaSaveTimeout. A failed read keeps the sample the
 // buffer still holds.
 Sampling sampleUntilStable(velmo::logging::LoggerBase& logger,
-                           const std::shared_ptr<HDC__>& deviceContext, GammaRamp& ramp) {
+                           HDC deviceContext, GammaRamp& ramp) {
   const std::chrono::nanoseconds start = monotonicNow();
   std::chrono::nanoseconds elapsed{0};
   Sampling result;
   SampleHistory history;
   while (elapsed < kGammaSaveTimeout) {
-    if (!platform::GetDeviceGammaRamp(deviceContext.get(), &ramp)) {
+    if (!platform::GetDeviceGammaRamp(deviceContext, &ramp)) {
       logAt(logger, velmo::logging::INFO, logger.defaultResultCode, "GetDeviceGammaRamp() FAILED");
     }
     const WORD sample = ramp.green[255];
@@ -74,7 +74,7 @@ Sampling sampleUntilStable(velmo::logging::LoggerBase& logger,
 }  // namespace
 
 bool saveInitialGamma(velmo::logging::LoggerBase& logger,
-                      const std::shared_ptr<HDC__>& deviceContext, GammaRamp& ramp) {
+                      HDC deviceContext, GammaRamp& ramp) {
   const Sampling sampling = sampleUntilStable(logger, deviceContext, ramp);
   if (sampling.highestSample == 0) {
     // Every sample was 0, which is what the blanking ramp gives: the display was left dark.

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <chrono>
-#include <memory>
 
 #include "blanking/gamma/gamma_ramp.h"
 #include "logging/logger.h"
@@ -20,4 +19,4 @@ constexpr WORD kMinimumStableBrightness = 16383;
 // ever read dark). False: no stable ramp was found; `ramp` holds what the last read left there.
 // `deviceContext` must not be empty.
 bool saveInitialGamma(velmo::logging::LoggerBase& logger,
-                      const std::shared_ptr<HDC__>& deviceContext, GammaRamp& ramp);
+                      HDC deviceContext, GammaRamp& ramp);

@@ -50,8 +50,8 @@ bool WindowsGammaBlanker::restore() {
 bool WindowsGammaBlanker::runPass(const char* action, DisplayStep step, const char* summary) {
   bool success = true;
   for (GammaDisplay& display : displays) {
-    const std::shared_ptr<HDC__> deviceContext = openForPass(display, action, success);
-    if (deviceContext && !(this->*step)(display, deviceContext)) {
+    const velmo::DeviceContext deviceContext = openForPass(display, action, success);
+    if (deviceContext && !(this->*step)(display, deviceContext.get())) {
       success = false;
     }
   }
@@ -61,9 +61,9 @@ bool WindowsGammaBlanker::runPass(const char* action, DisplayStep step, const ch
   return success;
 }
 
-std::shared_ptr<HDC__> WindowsGammaBlanker::openForPass(GammaDisplay& display, const char* action,
+velmo::DeviceContext WindowsGammaBlanker::openForPass(GammaDisplay& display, const char* action,
                                                         bool& success) {
-  std::shared_ptr<HDC__> deviceContext = makeSharedHDC(display.displayName);
+  velmo::DeviceContext deviceContext = openDeviceContext(display.displayName);
   if (deviceContext) {
     display.offNoticeLogged = false;
   } else if (isDisplayActive(display)) {
@@ -86,7 +86,7 @@ std::shared_ptr<HDC__> WindowsGammaBlanker::openForPass(GammaDisplay& display, c
 }
 
 bool WindowsGammaBlanker::blankDisplay(GammaDisplay& display,
-                                       const std::shared_ptr<HDC__>& deviceContext) {
+                                       HDC deviceContext) {
   if (!display.initialGammasSaved && !restoreOnly) {
     // A failed save still blanks the display. The linear ramp kept here is only used by a
     // restore of this same blanker; on the save road the document has already been taken with
@@ -96,7 +96,7 @@ bool WindowsGammaBlanker::blankDisplay(GammaDisplay& display,
     }
     display.initialGammasSaved = true;
   }
-  if (!platform::SetDeviceGammaRamp(deviceContext.get(), &blankingGamma)) {
+  if (!platform::SetDeviceGammaRamp(deviceContext, &blankingGamma)) {
     const auto errorCode = static_cast<std::int32_t>(platform::GetLastError());
     if (logger->logLevel >= ERROR) {
       velmo::logging::logAt(*logger, ERROR, errorCode,
@@ -109,7 +109,7 @@ bool WindowsGammaBlanker::blankDisplay(GammaDisplay& display,
 }
 
 bool WindowsGammaBlanker::restoreDisplay(GammaDisplay& display,
-                                         const std::shared_ptr<HDC__>& deviceContext) {
+                                         HDC deviceContext) {
   if (!display.initialGammasSaved) {
     velmo::logging::logError(*logger, kUnexpectedFailure,
                              "Skipping gamma restoration on display: initial gamma was not saved");

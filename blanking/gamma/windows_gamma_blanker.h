@@ -10,6 +10,7 @@
 
 #include "blanking/gamma/gamma_display.h"
 #include "blanking/gamma/gamma_ramp.h"
+#include "common/owned_handles.h"
 #include "logging/logger.h"
 
 // The "GammaBlanking" value of the document for these displays: one element per display, or null
@@ -41,16 +42,16 @@ class WindowsGammaBlanker {
 
  private:
   // The work of a pass on one display that gave a device context. True when it succeeded.
-  using DisplayStep = bool (WindowsGammaBlanker::*)(GammaDisplay&, const std::shared_ptr<HDC__>&);
+  using DisplayStep = bool (WindowsGammaBlanker::*)(GammaDisplay&, HDC);
 
   // One pass over all displays: `step` on each that gives a device context, and the summary
   // line at the end if any display failed.
   bool runPass(const char* action, DisplayStep step, const char* summary);
   // A device context for this pass, or empty after reporting a display without one. `success`
   // goes false when the display should have given one.
-  std::shared_ptr<HDC__> openForPass(GammaDisplay& display, const char* action, bool& success);
-  bool blankDisplay(GammaDisplay& display, const std::shared_ptr<HDC__>& deviceContext);
-  bool restoreDisplay(GammaDisplay& display, const std::shared_ptr<HDC__>& deviceContext);
+  velmo::DeviceContext openForPass(GammaDisplay& display, const char* action, bool& success);
+  bool blankDisplay(GammaDisplay& display, HDC deviceContext);
+  bool restoreDisplay(GammaDisplay& display, HDC deviceContext);
   GammaDisplay* findDisplay(const std::string& displayName);
 
   std::unique_ptr<velmo::logging::LoggerBase> logger;

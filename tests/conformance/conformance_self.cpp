@@ -1,10 +1,9 @@
 // What every check executable shares: the roles it plays when a process check starts it as a
 // child, and whether it runs under Wine.
 #include <cstdio>
-#include <memory>
 #include <string>
-#include <type_traits>
 
+#include "common/owned_handles.h"
 #include "common/text_conversion.h"
 #include "platform/errors.h"
 #include "platform/jobs.h"
@@ -17,8 +16,7 @@ namespace conformance {
 
 bool runningUnderWine() {
   // Wine's ntdll exports wine_get_version; that of Windows does not, and the sim has none.
-  const std::unique_ptr<std::remove_pointer_t<HMODULE>, decltype(&platform::FreeLibrary)> ntdll(
-      platform::LoadLibraryExW(PLATFORM_WIDE("ntdll.dll"), nullptr, 0), &platform::FreeLibrary);
+  const velmo::ModuleHandle ntdll(platform::LoadLibraryExW(PLATFORM_WIDE("ntdll.dll"), nullptr, 0));
   return ntdll && platform::GetProcAddress(ntdll.get(), "wine_get_version") != nullptr;
 }
 

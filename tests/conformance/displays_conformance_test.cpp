@@ -11,10 +11,10 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "common/owned_handles.h"
 #include "platform/displays.h"
 #include "tests/conformance/conformance_self.h"
 
@@ -29,7 +29,7 @@ using conformance::runningUnderWine;
 
 constexpr DWORD kListingBound = 64;
 using Ramp = std::array<WORD, 768>;  // red, green, blue: 256 words each
-using DeviceContext = std::unique_ptr<std::remove_pointer_t<HDC>, decltype(&platform::DeleteDC)>;
+using velmo::DeviceContext;
 
 // Entry `index` of the listing for `device` (null: the adapters) into `entry`; false past its end.
 bool listed(const char* device, std::size_t index, DISPLAY_DEVICEA& entry) {
@@ -49,8 +49,7 @@ std::vector<DISPLAY_DEVICEA> listDevices(const char* device) {
 }
 
 DeviceContext openDisplay(const std::string& name) {
-  return DeviceContext(platform::CreateDCA("DISPLAY", name.c_str(), nullptr, nullptr),
-                       &platform::DeleteDC);
+  return DeviceContext(platform::CreateDCA("DISPLAY", name.c_str(), nullptr, nullptr));
 }
 
 // The ramp of a screen gamma (red, green, blue): 65535 * (i / 255) ^ (1 / gamma). A gamma of 1
@@ -97,7 +96,7 @@ TEST(DisplaysConformance, OnePrimaryAndAContextForEachAttachedDisplay) {
   }
   EXPECT_EQ(primaries, 1);
   for (const auto& [name, context] : cases) {
-    EXPECT_EQ(openDisplay(name) != nullptr, context) << name;
+    EXPECT_EQ(static_cast<bool>(openDisplay(name)), context) << name;
   }
   EXPECT_EQ(platform::CreateDCA("KESTRINE_NO_SUCH_DRIVER", nullptr, nullptr, nullptr), nullptr);
 }
@@ -137,7 +136,7 @@ TEST(DisplaysConformance, RampsReadAsHeldAndSetOnesReadBackButUnderWineOnlyAsAGa
   for (const DISPLAY_DEVICEA& adapter : listDevices(nullptr)) {
     if (adapter.StateFlags & DISPLAY_DEVICE_ATTACHED_TO_DESKTOP) {
       displays.emplace_back(adapter.DeviceName, openDisplay(adapter.DeviceName));
-      ASSERT_NE(displays.back().second, nullptr) << adapter.DeviceName;
+      ASSERT_TRUE(displays.back().second) << adapter.DeviceName;
     }
   }
   const Ramp held = gammaRamp(gammas);

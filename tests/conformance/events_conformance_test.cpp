@@ -3,20 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <memory>
 #include <thread>
 
+#include "common/owned_handles.h"
 #include "platform/events.h"
 #include "platform/pipes_files.h"
 #include "platform/threads.h"
 
 namespace {
 
-using Event = std::unique_ptr<void, decltype(&platform::CloseHandle)>;
+using Event = velmo::KernelHandle;
 
-Event autoResetEvent() {
-  return Event(platform::CreateEventW(nullptr, FALSE, FALSE, nullptr), &platform::CloseHandle);
-}
+Event autoResetEvent() { return Event(platform::CreateEventW(nullptr, FALSE, FALSE, nullptr)); }
 
 DWORD waitOne(HANDLE event, DWORD milliseconds) {
   return platform::WaitForMultipleObjects(1, &event, FALSE, milliseconds);

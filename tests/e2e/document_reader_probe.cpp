@@ -45,7 +45,7 @@ Json::Value probe(const std::string& bytes) {
     std::string document;
     {
       const velmo::PipeHandle client = velmo::openPipe(log);
-      document = velmo::readPipeMessage(log, client);
+      document = velmo::readPipeMessage(log, client.get());
     }
     peer.join();
     ScreenBlanker::setOption(0, true);

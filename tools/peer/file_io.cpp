@@ -12,7 +12,7 @@
 #include "common/text_conversion.h"
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
-#include "tools/peer/owned_handle.h"
+#include "common/owned_handles.h"
 #include "tools/peer/peer_error.h"
 
 namespace peer {
@@ -24,9 +24,9 @@ platform::WideString widePath(const std::filesystem::path& path) {
   return velmo::utf8ToWide(path.u8string());
 }
 
-OwnedHandle openFile(const std::filesystem::path& path, DWORD access, DWORD disposition) {
-  return adopt(platform::CreateFileW(widePath(path).c_str(), access, 0, nullptr, disposition,
-                                     FILE_ATTRIBUTE_NORMAL, nullptr));
+velmo::KernelHandle openFile(const std::filesystem::path& path, DWORD access, DWORD disposition) {
+  return velmo::KernelHandle(platform::CreateFileW(widePath(path).c_str(), access, 0, nullptr,
+                                                   disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 struct TemporaryRemover {
@@ -49,7 +49,7 @@ std::string uniqueSuffix() {
 }  // namespace
 
 std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
-  const OwnedHandle file = openFile(path, GENERIC_READ, OPEN_EXISTING);
+  const velmo::KernelHandle file = openFile(path, GENERIC_READ, OPEN_EXISTING);
   if (!file) {
     const DWORD error = platform::GetLastError();
     if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) {
@@ -83,7 +83,7 @@ bool placeDurably(const std::filesystem::path& path, const std::string& content,
   temporary += ".tmp-" + uniqueSuffix();
   std::unique_ptr<const std::filesystem::path, TemporaryRemover> pending(&temporary);
   {
-    const OwnedHandle file = openFile(temporary, GENERIC_WRITE, CREATE_NEW);
+    const velmo::KernelHandle file = openFile(temporary, GENERIC_WRITE, CREATE_NEW);
     if (!file) {
       throw PeerError("cannot create " + temporary.u8string(), platform::GetLastError());
     }

@@ -17,7 +17,7 @@ constexpr auto kCancelPause = std::chrono::milliseconds(2);
 }  // namespace
 
 IoDeadline::IoDeadline(Clock::time_point deadline, std::function<bool()> giveUp)
-    : thread(adopt(platform::OpenThread(THREAD_TERMINATE, FALSE, platform::GetCurrentThreadId()))) {
+    : thread(platform::OpenThread(THREAD_TERMINATE, FALSE, platform::GetCurrentThreadId())) {
   if (!thread) {
     throw PeerError("cannot watch the pipe's calls", platform::GetLastError());
   }

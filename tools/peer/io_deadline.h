@@ -10,7 +10,7 @@
 #include <mutex>
 #include <thread>
 
-#include "tools/peer/owned_handle.h"
+#include "common/owned_handles.h"
 
 namespace peer {
 
@@ -30,7 +30,7 @@ class IoDeadline {
  private:
   void watch(Clock::time_point deadline, const std::function<bool()>& giveUp);
 
-  OwnedHandle thread;
+  velmo::KernelHandle thread;
   std::mutex mutex;
   std::condition_variable lifted;
   bool done = false;

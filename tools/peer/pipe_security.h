@@ -2,9 +2,7 @@
 // Administrators, nobody else; no inherited entries.
 #pragma once
 
-#include <memory>
-
-#include "platform/local_memory.h"
+#include "common/owned_handles.h"
 #include "platform/security.h"
 
 namespace peer {
@@ -21,11 +19,7 @@ class PipeSecurity {
   SECURITY_ATTRIBUTES* attributes() { return &security; }
 
  private:
-  struct LocalFreer {
-    void operator()(void* block) const { platform::LocalFree(block); }
-  };
-
-  std::unique_ptr<void, LocalFreer> descriptor;
+  velmo::LocalMemory descriptor;
   SECURITY_ATTRIBUTES security{};
 };
 

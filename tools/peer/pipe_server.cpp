@@ -27,7 +27,7 @@ PipeServer::PipeServer(const std::string& name, DWORD maxInstances)
   // Duplex: the program opens its end for reading and writing whatever the direction. The first
   // instance only: a pipe that another process serves already is not ours to take.
   PipeSecurity security;
-  pipe = adopt(platform::CreateNamedPipeW(
+  pipe.reset(platform::CreateNamedPipeW(
       velmo::utf8ToWide(displayName).c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE,
       PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, maxInstances,
       kBufferBytes, kBufferBytes, kDefaultClientWaitMilliseconds, security.attributes()));

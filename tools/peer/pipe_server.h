@@ -8,7 +8,7 @@
 #include <string>
 
 #include "platform/types.h"
-#include "tools/peer/owned_handle.h"
+#include "common/owned_handles.h"
 
 namespace peer {
 
@@ -55,7 +55,7 @@ class PipeServer {
 
  private:
   std::string displayName;
-  OwnedHandle pipe;
+  velmo::KernelHandle pipe;
   std::optional<Clock::time_point> writeDeadline;
 };
 

@@ -21,9 +21,9 @@ StoreLock::StoreLock(const std::filesystem::path& directory, std::chrono::millis
   std::error_code ec;
   std::filesystem::create_directories(directory, ec);
   const std::filesystem::path path = directory / "lock";
-  file = adopt(platform::CreateFileW(velmo::utf8ToWide(path.u8string()).c_str(),
-                                     GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                     OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  file.reset(platform::CreateFileW(velmo::utf8ToWide(path.u8string()).c_str(),
+                                   GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                   nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file) {
     throw PeerError("cannot open the store's lock " + path.u8string(), platform::GetLastError());
   }

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <filesystem>
 
-#include "tools/peer/owned_handle.h"
+#include "common/owned_handles.h"
 
 namespace peer {
 
@@ -19,7 +19,7 @@ class StoreLock {
   StoreLock& operator=(const StoreLock&) = delete;
 
  private:
-  OwnedHandle file;
+  velmo::KernelHandle file;
 };
 
 }  // namespace peer

@@ -8,7 +8,7 @@
 
 namespace peer {
 
-ToolJob::ToolJob() : job(adopt(platform::CreateJobObjectW(nullptr, nullptr))) {
+ToolJob::ToolJob() : job(platform::CreateJobObjectW(nullptr, nullptr)) {
   if (!job) {
     throw PeerError("cannot make a job object for the tool", platform::GetLastError());
   }
@@ -28,7 +28,8 @@ void ToolJob::assign(HANDLE process) {
 
 bool ToolJob::holds(DWORD processId) const {
   // PROCESS_QUERY_LIMITED_INFORMATION would do on Windows; Wine wants the full query right.
-  const OwnedHandle process = adopt(platform::OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, processId));
+  const velmo::KernelHandle process(
+      platform::OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, processId));
   BOOL inJob = FALSE;
   return process && job && platform::IsProcessInJob(process.get(), job.get(), &inJob) && inJob;
 }

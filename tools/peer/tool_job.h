@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/types.h"
-#include "tools/peer/owned_handle.h"
+#include "common/owned_handles.h"
 
 namespace peer {
 
@@ -22,7 +22,7 @@ class ToolJob {
   void close() { job.reset(); }
 
  private:
-  OwnedHandle job;
+  velmo::KernelHandle job;
 };
 
 }  // namespace peer

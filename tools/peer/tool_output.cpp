@@ -76,8 +76,8 @@ ToolOutput::ToolOutput(bool relayLines) : relay(relayLines ? std::make_shared<Re
   if (!platform::CreatePipe(&readHandle, &writeHandle, &inheritable, 0)) {
     throw PeerError("cannot make a pipe for the tool's output", platform::GetLastError());
   }
-  readEnd = adopt(readHandle);
-  writeEnd = adopt(writeHandle);
+  readEnd.reset(readHandle);
+  writeEnd.reset(writeHandle);
 }
 
 ToolOutput::~ToolOutput() {

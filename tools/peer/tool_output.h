@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "platform/types.h"
-#include "tools/peer/owned_handle.h"
+#include "common/owned_handles.h"
 
 namespace peer {
 
@@ -42,8 +42,8 @@ class ToolOutput {
   void drain();
   void take(const char* bytes, std::size_t count);
 
-  OwnedHandle readEnd;
-  OwnedHandle writeEnd;
+  velmo::KernelHandle readEnd;
+  velmo::KernelHandle writeEnd;
   std::shared_ptr<Relay> relay;
   std::string kept;
   std::string partialLine;

@@ -88,8 +88,8 @@ ToolProcess::ToolProcess(const std::filesystem::path& tool,
                                 flags, nullptr, nullptr, &startup.StartupInfo, &information)) {
     throw PeerError("cannot start " + shownCommandLine, platform::GetLastError());
   }
-  process = adopt(information.hProcess);
-  thread = adopt(information.hThread);
+  process.reset(information.hProcess);
+  thread.reset(information.hThread);
   processId = information.dwProcessId;
   try {
     job.assign(process.get());

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/types.h"
-#include "tools/peer/owned_handle.h"
+#include "common/owned_handles.h"
 #include "tools/peer/tool_job.h"
 
 namespace peer {
@@ -45,8 +45,8 @@ class ToolProcess {
  private:
   std::string shownCommandLine;
   ToolJob job;
-  OwnedHandle process;
-  OwnedHandle thread;
+  velmo::KernelHandle process;
+  velmo::KernelHandle thread;
   DWORD processId = 0;
 };
 

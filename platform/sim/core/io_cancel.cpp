@@ -10,13 +10,15 @@
 #include <map>
 #include <mutex>
 
+#include "platform/sim/core/file_descriptor.h"
 #include "platform/threads.h"
 
 namespace sim {
 namespace {
 
 struct ThreadCalls {
-  int wake[2] = {-1, -1};
+  FileDescriptor wakeRead;
+  FileDescriptor wakeWrite;
   bool inCall = false;
   bool cancelled = false;
 };
@@ -31,8 +33,10 @@ std::map<DWORD, ThreadCalls*>& registry() {
 class ThreadEntry {
  public:
   ThreadEntry() : id(platform::GetCurrentThreadId()) {
-    if (::pipe2(calls.wake, O_CLOEXEC | O_NONBLOCK) != 0) {
-      calls.wake[0] = calls.wake[1] = -1;
+    int ends[2] = {-1, -1};
+    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0) {
+      calls.wakeRead.reset(ends[0]);
+      calls.wakeWrite.reset(ends[1]);
     }
     std::lock_guard<std::mutex> lock(registryMutex);
     registry()[id] = &calls;
@@ -41,11 +45,6 @@ class ThreadEntry {
     {
       std::lock_guard<std::mutex> lock(registryMutex);
       registry().erase(id);
-    }
-    for (int fd : calls.wake) {
-      if (fd >= 0) {
-        ::close(fd);
-      }
     }
   }
   ThreadCalls calls;
@@ -72,7 +71,7 @@ CancellableCall::CancellableCall() {
   std::lock_guard<std::mutex> lock(registryMutex);
   calls.inCall = true;
   calls.cancelled = false;
-  drain(calls.wake[0]);
+  drain(calls.wakeRead.get());
 }
 
 CancellableCall::~CancellableCall() {
@@ -83,7 +82,7 @@ CancellableCall::~CancellableCall() {
 
 WaitResult CancellableCall::wait(int fd, short events, int timeoutMs) {
   ThreadCalls& calls = own();
-  pollfd watched[2] = {{fd, events, 0}, {calls.wake[0], POLLIN, 0}};
+  pollfd watched[2] = {{fd, events, 0}, {calls.wakeRead.get(), POLLIN, 0}};
   for (;;) {
     {
       std::lock_guard<std::mutex> lock(registryMutex);
@@ -96,7 +95,7 @@ WaitResult CancellableCall::wait(int fd, short events, int timeoutMs) {
       continue;
     }
     if (watched[1].revents != 0) {
-      drain(calls.wake[0]);
+      drain(calls.wakeRead.get());
       continue;  // the flag above says whether it was a cancel
     }
     return ready > 0 ? WaitResult::Ready : WaitResult::TimedOut;
@@ -111,7 +110,7 @@ bool cancelCallOf(DWORD threadId) {
   }
   found->second->cancelled = true;
   const char byte = 1;
-  (void)!::write(found->second->wake[1], &byte, 1);
+  (void)!::write(found->second->wakeWrite.get(), &byte, 1);
   return true;
 }
 

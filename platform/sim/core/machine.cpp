@@ -40,23 +40,18 @@ fs::path machineDir() {
 
 MachineLock::MachineLock() {
   const fs::path lockPath = root() / "machine.lock";
-  fd = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (fd < 0) {
+  lockFile.reset(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+  if (!lockFile) {
     throw std::system_error(errno, std::generic_category(), "sim: cannot open " + lockPath.string());
   }
-  while (::flock(fd, LOCK_EX) != 0) {
+  while (::flock(lockFile.get(), LOCK_EX) != 0) {
     if (errno != EINTR) {
-      const int error = errno;
-      ::close(fd);
-      throw std::system_error(error, std::generic_category(), "sim: cannot lock the machine");
+      throw std::system_error(errno, std::generic_category(), "sim: cannot lock the machine");
     }
   }
 }
 
-MachineLock::~MachineLock() {
-  ::flock(fd, LOCK_UN);
-  ::close(fd);
-}
+MachineLock::~MachineLock() { ::flock(lockFile.get(), LOCK_UN); }
 
 std::optional<std::string> readWholeFile(const fs::path& file) {
   std::ifstream in(file, std::ios::binary);

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/sim/core/file_descriptor.h"
+
 namespace sim {
 
 // $KESTRINE_SIM_ROOT, else ${XDG_STATE_HOME:-$HOME/.local/state}/kestrine/sim. Read on each call
@@ -27,7 +29,7 @@ class MachineLock {
   MachineLock& operator=(const MachineLock&) = delete;
 
  private:
-  int fd;
+  FileDescriptor lockFile;
 };
 
 // Reads a whole file. Empty optional if it cannot be opened (it does not exist).

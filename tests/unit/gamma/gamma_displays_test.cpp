@@ -1,4 +1,4 @@
-// The display list, the shared device context, the monitor's state, and the stability test that
+// The display list, the monitor's state, and the stability test that
 // saves a display's initial gamma (on virtual time).
 #include "blanking/gamma/gamma_displays.h"
 
@@ -51,16 +51,6 @@ TEST_F(GammaTest, DisplayIsActiveWhileItsMonitorIsOn) {
   }
 }
 
-TEST_F(GammaTest, SharedDeviceContextIsDeletedOnceWithItsLastCopy) {
-  std::shared_ptr<HDC__> first = makeSharedHDC(kDisplay1);
-  std::shared_ptr<HDC__> second = first;
-  first.reset();
-  EXPECT_EQ(sim::test::openHandleCount(), 1u);
-  second.reset();
-  EXPECT_EQ(callCount("DeleteDC"), 1u);
-  EXPECT_FALSE(makeSharedHDC("\\\\.\\DISPLAY9"));
-}
-
 TEST(LinearRamp, StepsBy255InEveryChannel) {
   const sim::RampWords words = toWords(linearRamp());
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -108,11 +98,11 @@ class GammaSaveTest : public GammaTest, public ::testing::WithParamInterface<Sav
 TEST_P(GammaSaveTest, SamplesUntilStableOrTimeout) {
   const SaveCase& c = GetParam();
   SampleFeed feed{c.samples};
-  const std::shared_ptr<HDC__> context = makeSharedHDC(kDisplay1);
+  const velmo::DeviceContext context = openDeviceContext(kDisplay1);
   ASSERT_TRUE(context);
   GammaRamp ramp{};
 
-  EXPECT_EQ(saveInitialGamma(log, context, ramp), c.message != kUnstable);
+  EXPECT_EQ(saveInitialGamma(log, context.get(), ramp), c.message != kUnstable);
 
   EXPECT_EQ(callCount("GetDeviceGammaRamp"), c.reads);
   // A stable run stops right after its last read; a timed-out one sleeps after every read.
