@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
   for (;;) {
     try {
       const velmo::PipeHandle pipe = velmo::openPipe(*logger);
-      return velmo::writePipeMessage(*logger, pipe, document) ? 0 : 2;
+      return velmo::writePipeMessage(*logger, pipe.get(), document) ? 0 : 2;
     } catch (const std::runtime_error&) {
       // No pipe yet (or no free instance within the client's own waits): poll until the deadline.
       if (std::chrono::steady_clock::now() >= deadline) {
