@@ -252,9 +252,6 @@ class Chaos:
             if process:
                 process.wait(timeout=60)
         self.settle()
-        left = self.machine_processes()
-        if left:
-            print(f"chaos: note: round {number} ({self.story}) left running: {left}", flush=True)
         for i, output in enumerate(self.outputs):
             self.note(output, number, i)
 
@@ -368,10 +365,14 @@ class Chaos:
         return ", ".join(found)
 
     def settle(self):
-        """Waits for tools that outlived a killed peer, clears faults, repairs a sabotaged store."""
-        for pid in open(self.pids).read().split():
-            while os.path.exists(f"/proc/{pid}") and "Z" not in open(f"/proc/{pid}/stat").read().split()[2]:
-                time.sleep(0.01)
+        """Waits for every process of the round to end (a tool killed with its peer, the job's keeper
+        that kills it), clears faults, repairs a sabotaged store. A tool that ran on into the next
+        round would change displays behind that round's back."""
+        deadline = time.monotonic() + 30
+        while (left := self.machine_processes()) and time.monotonic() < deadline:
+            time.sleep(0.01)
+        if left:
+            raise AssertionError(f"still running 30 s after the round: {left}")
         if self.faulted:
             for n in range(1, self.displays + 1):
                 self.sim("display", str(n), "fault", "clear")
