@@ -178,7 +178,10 @@ class Chaos:
             now = {"displays": str(error)}
         for display, ramp in sorted(now.items()):
             print(f"chaos: now {display}: {describe(ramp) if isinstance(ramp, tuple) else ramp}", flush=True)
-        for where, _, ramps in sorted(self.documents(), key=lambda d: d[0]):
+        documents = sorted(self.documents(), key=lambda d: os.path.getmtime(d[1]))
+        if len(documents) > 20:
+            print(f"chaos: {len(documents) - 20} older documents not shown", flush=True)
+        for where, _, ramps in documents[-20:]:
             held = ", ".join(f"{d}: {describe(r)}" for d, r in sorted(ramps.items()))
             print(f"chaos: {where} holds {held or 'no saved ramp'}", flush=True)
         for tag, output in enumerate(self.outputs):
