@@ -61,6 +61,13 @@ def words(ramp):
     return tuple(w for c in CHANNELS for w in ramp[c])
 
 
+def describe(ramp):
+    """A ramp's first words and what kind it is, enough to tell one document from another."""
+    kind = ("dark" if not any(ramp) else
+            "linear" if ramp == tuple(i * ramp[1] for _ in CHANNELS for i in range(256)) else "own")
+    return f"{kind} {' '.join(map(str, ramp[:6]))} .. green[255] {ramp[511]}"
+
+
 def new_ramp(rng):
     """A rising ramp per channel with its own curve and noise: never the identity, linear or zero."""
     ramp = {}
@@ -91,8 +98,9 @@ class Chaos:
         self.store = os.path.join(root, "sim", "peer")
         self.records = os.path.join(self.store, "records")
         self.counts = dict.fromkeys(("faults", "peer kills", "tool kills", "stray clients",
-                                     "ways back", "lost between blank and send"), 0)
-        self.killed, self.outputs, self.story = None, [], ""
+                                     "ways back", "lost between blank and send",
+                                     "restores before a save"), 0)
+        self.killed, self.outputs, self.story, self.start = None, [], "", ""
         self.seen = set()   # paths of the documents found after the last round
         self.received = {}  # where a reported document lives -> its bytes
         self.printed = []   # paths of printed copies, saved by the driver
@@ -151,13 +159,36 @@ class Chaos:
             except AssertionError as failure:
                 print(f"chaos: round {number} FAILED: {failure}", flush=True)
                 print(f"chaos: round {number}: {self.story}", flush=True)
-                for tag, output in enumerate(self.outputs):
-                    print(f"chaos: output of peer {tag}:\n{output[-3000:]}", flush=True)
+                self.report()
                 sys.exit(1)
         counts = ", ".join(f"{v} {k}" for k, v in self.counts.items())
         print(f"chaos: {rounds} rounds on {self.displays} display(s), {counts}, {len(self.received)} "
               f"documents received; every dark display had its document "
               f"({time.monotonic() - started:.1f} s)", flush=True)
+
+    def report(self):
+        """What a failed round leaves to diagnose it: the state it began in, the ramp every document
+        holds for each display next to the one owed, the peers' output and the tools' logs."""
+        print(f"chaos: at the start: {self.start}", flush=True)
+        for display, ramp in sorted(self.owed.items()):
+            print(f"chaos: owed {display}: {describe(ramp)}", flush=True)
+        try:
+            now = self.ramps()
+        except (subprocess.CalledProcessError, ValueError) as error:
+            now = {"displays": str(error)}
+        for display, ramp in sorted(now.items()):
+            print(f"chaos: now {display}: {describe(ramp) if isinstance(ramp, tuple) else ramp}", flush=True)
+        documents = sorted(self.documents(), key=lambda d: os.path.getmtime(d[1]))
+        if len(documents) > 20:
+            print(f"chaos: {len(documents) - 20} older documents not shown", flush=True)
+        for where, _, ramps in documents[-20:]:
+            held = ", ".join(f"{d}: {describe(r)}" for d, r in sorted(ramps.items()))
+            print(f"chaos: {where} holds {held or 'no saved ramp'}", flush=True)
+        for tag, output in enumerate(self.outputs):
+            print(f"chaos: output of peer {tag}:\n{output[-3000:]}", flush=True)
+        for log in sorted(glob.glob(os.path.join(self.logs, "**", "kestrine*"), recursive=True)):
+            print(f"chaos: log {os.path.relpath(log, self.logs)}:\n{open(log, errors='replace').read()[-3000:]}",
+                  flush=True)
 
     # One round -------------------------------------------------------------------------------
 
@@ -166,6 +197,8 @@ class Chaos:
         now = self.ramps()
         dark = [d for d, r in now.items() if not any(r)]
         held = [r["id"] for r in self.history() if r["state"] == "held"]
+        self.start = (f"dark {', '.join(dark) or 'none'}; held #{held[0] if held else 'none'}; "
+                      f"processes still on this machine: {self.machine_processes() or 'none'}")
         # A restore of this round may bring back what the held document (or a new one) says.
         self.held_start = document_ramps(record_document(f"{self.records}/{held[0]}.record")) if held else None
         self.allowed = [self.held_start] if held else []
@@ -314,11 +347,35 @@ class Chaos:
                 f.write(copy)
             self.printed.append(path)
 
+    def machine_processes(self):
+        """Live processes of this simulated machine (tools, peers, job keepers) other than the
+        driver, found by the machine's root in their environment: "pid name" each."""
+        mark = f"KESTRINE_SIM_ROOT={self.env['KESTRINE_SIM_ROOT']}".encode()
+        found = []
+        for entry in os.listdir("/proc"):
+            if not entry.isdigit() or int(entry) == os.getpid():
+                continue
+            try:
+                with open(f"/proc/{entry}/stat") as f:
+                    stat = f.read()
+                with open(f"/proc/{entry}/environ", "rb") as f:
+                    environment = f.read().split(b"\0")
+            except OSError:
+                continue  # gone, or not ours to read
+            name, state = stat[stat.index("(") + 1:stat.rindex(")")], stat[stat.rindex(")") + 2]
+            if state != "Z" and mark in environment:
+                found.append(f"{entry} {name}")
+        return ", ".join(found)
+
     def settle(self):
-        """Waits for tools that outlived a killed peer, clears faults, repairs a sabotaged store."""
-        for pid in open(self.pids).read().split():
-            while os.path.exists(f"/proc/{pid}") and "Z" not in open(f"/proc/{pid}/stat").read().split()[2]:
-                time.sleep(0.01)
+        """Waits for every process of the round to end (a tool killed with its peer, the job's keeper
+        that kills it), clears faults, repairs a sabotaged store. A tool that ran on into the next
+        round would change displays behind that round's back."""
+        deadline = time.monotonic() + 30
+        while (left := self.machine_processes()) and time.monotonic() < deadline:
+            time.sleep(0.01)
+        if left:
+            raise AssertionError(f"still running 30 s after the round: {left}")
         if self.faulted:
             for n in range(1, self.displays + 1):
                 self.sim("display", str(n), "fault", "clear")
@@ -361,7 +418,8 @@ class Chaos:
         for where, _, ramps in documents:
             if self.foreign & set(ramps.values()):
                 raise AssertionError(f"{where} holds a document of another client (a stray's)")
-        self.allowed += [ramps for where, path, ramps in documents if path not in self.seen]
+        fresh = [ramps for where, path, ramps in documents if path not in self.seen]
+        self.allowed += fresh
         self.seen = {path for _, path, _ in documents}
         lost = []
         for display, ramp in self.ramps().items():
@@ -375,10 +433,17 @@ class Chaos:
                 # A restore of this round may have put the held document's ramp on the display
                 # before a save of the same round darkened it.
                 wanted = {self.owed[display]}
-                if self.held_start and self.restored:
-                    wanted.add(self.held_start.get(display))
+                if self.held_start and self.restored and display in self.held_start:
+                    wanted.add(self.held_start[display])
                 if not any(d.get(display) in wanted for _, _, d in documents):
                     lost.append(display)
+                    continue
+                # When that restore came first, the save recorded the held ramp, not the one the
+                # driver set: that is the ramp the display owes from now on.
+                saved = {d.get(display) for d in fresh} & wanted
+                if len(saved) == 1 and (ramp := saved.pop()) != self.owed[display]:
+                    self.counts["restores before a save"] += 1
+                    self.owed[display] = ramp
         if lost:
             self.excuse(lost)
         self.check_received()
