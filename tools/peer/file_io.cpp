@@ -3,11 +3,13 @@
 #include "tools/peer/file_io.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <mutex>
 #include <random>
 #include <system_error>
+#include <thread>
 
 #include "common/text_conversion.h"
 #include "platform/errors.h"
@@ -24,9 +26,43 @@ platform::WideString widePath(const std::filesystem::path& path) {
   return velmo::utf8ToWide(path.u8string());
 }
 
+// True for the refusals another program causes by holding a file for a moment (an indexer, a
+// backup, a second peer reading the history) or by making it read-only.
+bool heldByAnother(DWORD error) {
+  return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
+}
+
+// Runs `attempt` (a file call whose result is false on failure) and tries again, with a growing
+// pause of 150 ms in all, while it fails because the file is held; the last error stays that of
+// the last attempt.
+template <class Attempt>
+auto retryWhileHeld(Attempt attempt) -> decltype(attempt()) {
+  for (const int pause : {10, 20, 40, 80}) {
+    auto result = attempt();
+    if (result || !heldByAnother(platform::GetLastError())) {
+      return result;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(pause));
+  }
+  return attempt();
+}
+
+// The failure's message, saying so when another program holds the file.
+PeerError fileError(const std::string& what, const std::filesystem::path& path, DWORD error) {
+  return PeerError(what + " " + path.u8string() +
+                       (heldByAnother(error) ? " (another program holds it or it is read-only; "
+                                               "tried again for 150 ms)"
+                                             : ""),
+                   error);
+}
+
+// Readers share the file with other readers; a writer shares it with no one.
 velmo::KernelHandle openFile(const std::filesystem::path& path, DWORD access, DWORD disposition) {
-  return velmo::KernelHandle(platform::CreateFileW(widePath(path).c_str(), access, 0, nullptr,
-                                                   disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const DWORD share = access == GENERIC_READ ? FILE_SHARE_READ : 0;
+  return retryWhileHeld([&] {
+    return velmo::KernelHandle(platform::CreateFileW(widePath(path).c_str(), access, share, nullptr,
+                                                     disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+  });
 }
 
 struct TemporaryRemover {
@@ -55,7 +91,7 @@ std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
     if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) {
       return std::nullopt;
     }
-    throw PeerError("cannot open " + path.u8string(), error);
+    throw fileError("cannot open", path, error);
   }
   std::string content;
   std::string buffer(kIoChunk, '\0');
@@ -85,7 +121,7 @@ bool placeDurably(const std::filesystem::path& path, const std::string& content,
   {
     const velmo::KernelHandle file = openFile(temporary, GENERIC_WRITE, CREATE_NEW);
     if (!file) {
-      throw PeerError("cannot create " + temporary.u8string(), platform::GetLastError());
+      throw fileError("cannot create", temporary, platform::GetLastError());
     }
     for (std::size_t offset = 0; offset < content.size(); offset += kIoChunk) {
       const DWORD size = static_cast<DWORD>(std::min<std::size_t>(kIoChunk, content.size() - offset));
@@ -98,13 +134,15 @@ bool placeDurably(const std::filesystem::path& path, const std::string& content,
       throw PeerError("cannot flush " + temporary.u8string(), platform::GetLastError());
     }
   }
-  if (!platform::MoveFileExW(widePath(temporary).c_str(), widePath(path).c_str(), moveFlags)) {
+  if (!retryWhileHeld([&] {
+        return platform::MoveFileExW(widePath(temporary).c_str(), widePath(path).c_str(), moveFlags);
+      })) {
     const DWORD error = platform::GetLastError();
     if ((moveFlags & MOVEFILE_REPLACE_EXISTING) == 0 &&
         (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS)) {
       return false;
     }
-    throw PeerError("cannot put " + path.u8string() + " in place", error);
+    throw fileError("cannot put in place", path, error);
   }
   pending.release();
   return true;

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "common/owned_handles.h"
 #include "common/text_conversion.h"
 #include "platform/pipes_files.h"
 #include "platform/sim/core/test_api.h"
@@ -106,6 +107,44 @@ TEST_F(DocumentHistoryTest, ARecordNeverReplacesAFileThatAppearedUnderItsNumber)
   store.markServed(added.id, "served: 2 of 2 validated");
   EXPECT_EQ(store.find(2)->notes, (std::vector<std::string>{"saved: first", "served: 2 of 2 validated"}));
   EXPECT_EQ(store.load(2), kGood);
+}
+
+// Another program may hold a record for a moment (an indexer, a backup): the store tries again
+// and goes on. One that keeps it, by an open without sharing or by making it read-only, makes
+// the step fail with a message that names the record and why, and nothing is lost.
+TEST_F(DocumentHistoryTest, AHeldOrReadOnlyRecordIsTriedAgainThenNamed) {
+  auto store = history();
+  const unsigned id = store.add(kGood, "blank").id;
+  const auto record = store.recordsDirectory() / (std::to_string(id) + ".record");
+  const auto failsNamingIt = [&](const std::function<void()>& step) {
+    try {
+      step();
+      ADD_FAILURE() << "expected a failure";
+    } catch (const peer::PeerError& e) {
+      EXPECT_NE(std::string(e.what()).find(record.u8string() + " (another program holds it"), std::string::npos)
+          << e.what();
+    }
+  };
+  {
+    int refusals = 3;  // fewer than the tries
+    sim::test::ScopedHook held(&platform::CreateFileW, "CreateFileW",
+                               [&](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE) {
+                                 if (refusals-- <= 0) return std::optional<HANDLE>();
+                                 sim::setLastError(ERROR_SHARING_VIOLATION);
+                                 return std::optional<HANDLE>(INVALID_HANDLE_VALUE);
+                               });
+    EXPECT_EQ(store.load(id), kGood);
+  }
+  {
+    const velmo::KernelHandle holder(platform::CreateFileW(velmo::utf8ToWide(record.u8string()).c_str(), GENERIC_READ,
+                                                           0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    ASSERT_TRUE(holder);
+    failsNamingIt([&] { store.load(id); });
+  }
+  std::filesystem::permissions(record, std::filesystem::perms::owner_write, std::filesystem::perm_options::remove);
+  failsNamingIt([&] { store.markServed(id); });
+  EXPECT_EQ(states(), std::vector<State>{State::Held});
+  EXPECT_EQ(leftovers(), 0);
 }
 
 TEST_F(DocumentHistoryTest, AListingThatFailsIsAnErrorNotAnEmptyStore) {
