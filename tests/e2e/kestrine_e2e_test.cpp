@@ -267,23 +267,6 @@ TEST_F(KestrineEndToEnd, RelightLightsEveryDisplayLinearWhenTheDocumentIsLost) {
   }
 }
 
-TEST_F(KestrineEndToEnd, TwoPeersBlankingAtOnceHoldOneWholeDocument) {
-  ChildProcess first({kPeer, "blank", "--instances", "2"}, environment);
-  ChildProcess second({kPeer, "blank", "--instances", "2"}, environment);
-  EXPECT_EQ(first.wait().status + second.wait().status, 2) << "one holds, the other refuses";
-  const Json::Value history = parse(peer({"history", "--json"}).output);
-  ASSERT_EQ(history.size(), 1u);
-  EXPECT_EQ(history[0]["state"].asString(), "held");
-  const Json::Value document = parse(recordDocument(1));
-  for (const Json::Value& display : document["GammaBlanking"]) {
-    EXPECT_TRUE(display["initialGammasSaved"].asBool());
-    EXPECT_EQ(display["initialGammas"]["red"][255].asUInt(), 65535u) << "the identity ramp, not dark";
-  }
-  for (const auto& entry : std::filesystem::directory_iterator(simRoot / "peer" / "records")) {
-    EXPECT_EQ(entry.path().extension(), ".record") << entry.path();
-  }
-}
-
 // A store that cannot take a document stops the save before any display goes dark; one that
 // fails once the save has begun (its records directory replaced by a file, so that it cannot even
 // be listed) leaves the document beside the store, and is never read as an empty store.
