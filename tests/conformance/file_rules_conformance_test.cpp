@@ -193,6 +193,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, CallTest, ::testing::Values(
         CallRow{"ReadOnlyOpenedForWriting", [](const Directory& d) { return openFailure(d.name("Frozen/Record.json"), GENERIC_WRITE, kShareAll, OPEN_ALWAYS); }, ERROR_ACCESS_DENIED, kWineAsRoot},
         CallRow{"NameInOtherCase", [](const Directory& d) { return openFailure(d.name("FROZEN/record.JSON"), GENERIC_READ, 0); }, 0, nullptr},
         CallRow{"NewNameInOtherCase", [](const Directory& d) { return openFailure(d.name("frozen/RECORD.json"), GENERIC_WRITE, 0, CREATE_NEW); }, ERROR_FILE_EXISTS, nullptr},
+        CallRow{"MoveOfAMissingFile", [](const Directory& d) { return failure(d.move("absent", "present", MOVEFILE_REPLACE_EXISTING)); }, ERROR_FILE_NOT_FOUND, nullptr},
         CallRow{"MoveOntoNameInOtherCase", [](const Directory& d) { return failure(d.move("PRESENT", "frozen/record.json", 0)); }, ERROR_ALREADY_EXISTS, nullptr},
         CallRow{"LongPathCreated", [](const Directory& d) { return openFailure(d.name(longName(d)), GENERIC_WRITE, 0, CREATE_ALWAYS); }, ERROR_PATH_NOT_FOUND, "it takes full paths of any length"},
         CallRow{"LongPathMovedTo", [](const Directory& d) { return failure(d.move("present", longName(d), 0)); }, ERROR_PATH_NOT_FOUND, "it takes full paths of any length"},

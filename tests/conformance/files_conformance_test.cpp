@@ -71,22 +71,6 @@ TEST(FileConformance, CreateAlwaysTruncatesAndReadOnlyHandleCannotWrite) {
   EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
 }
 
-TEST(FileConformance, ReplaceByRenameIsRefusedWithoutTheFlagAndDoneWithIt) {
-  const auto temporary = fileName("replace-new");
-  const auto target = fileName("replace-target");
-  ASSERT_TRUE(writeFile(target, "old"));
-  ASSERT_TRUE(writeFile(temporary, "new document"));
-
-  EXPECT_FALSE(platform::MoveFileExW(temporary.c_str(), target.c_str(), 0));
-  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
-  ASSERT_TRUE(platform::MoveFileExW(temporary.c_str(), target.c_str(),
-                                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
-  EXPECT_EQ(readStart(target), "new document");
-  EXPECT_FALSE(Handle(openFile(temporary, GENERIC_READ, OPEN_EXISTING)).valid());
-  EXPECT_FALSE(platform::MoveFileExW(temporary.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING));
-  EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-}
-
 // The peer's store lock: an exclusive lock keeps every other handle out until it is released.
 TEST(FileConformance, ExclusiveLockHoldsAgainstASecondHandleUntilUnlocked) {
   const auto name = fileName("lock");

@@ -3,7 +3,6 @@
 #include "tools/peer/document_history.h"
 
 #include <gtest/gtest.h>
-#include <json/reader.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -19,7 +18,6 @@
 #include "platform/pipes_files.h"
 #include "platform/sim/core/test_api.h"
 #include "tests/support/sim_test.h"
-#include "tools/peer/document_check.h"
 #include "tools/peer/file_io.h"
 #include "tools/peer/peer_error.h"
 #include "tools/peer/store_lock.h"
@@ -205,22 +203,6 @@ TEST_F(DocumentHistoryTest, TheSingleDocumentOfAnEarlierPeerBecomesTheFirstRecor
 TEST_F(DocumentHistoryTest, ASecondLockWaitsItsPatienceOutAndFails) {
   peer::StoreLock first(simRoot / "store", std::chrono::milliseconds(0));
   EXPECT_THROW(peer::StoreLock(simRoot / "store", std::chrono::milliseconds(50)), peer::PeerError);
-}
-
-TEST(DocumentCheckTest, UnsavedDisplaysAreNamedAndGetTheLinearRampInTheCopyOnly) {
-  const std::string document = R"({"GammaBlanking":[
-      {"displayName":"A","initialGammas":{"red":[1]},"initialGammasSaved":true},
-      {"displayName":"B","initialGammas":{"red":[0]},"initialGammasSaved":false}]})";
-  EXPECT_EQ(peer::unsavedDisplays(document), std::vector<std::string>{"B"});
-  const std::string copy = peer::withLinearRampForUnsaved(document);
-  EXPECT_TRUE(peer::unsavedDisplays(copy).empty());
-  Json::Value root;
-  ASSERT_TRUE(Json::Reader().parse(copy, root));
-  const Json::Value& lit = root["GammaBlanking"][1]["initialGammas"];
-  Json::Value ramp(Json::arrayValue);
-  for (int i = 0; i < 256; ++i) ramp.append(i * 255);
-  for (const char* channel : {"red", "green", "blue"}) EXPECT_EQ(lit[channel], ramp) << channel;
-  EXPECT_EQ(root["GammaBlanking"][0]["initialGammas"]["red"][0].asUInt(), 1u);
 }
 
 }  // namespace
