@@ -9,11 +9,15 @@ Ctrl+C. Each mutant is printed as KILLED (a test failed), SURVIVED (every test p
 NO-BUILD (it does not compile), with file:line and the change; the summary gives the score per
 folder: killed / (killed + survived).
 
-    python3 scripts/mutate.py [--seed S] [--count N] [--build-dir DIR] [--list] [FOLDER ...]
+    python3 scripts/mutate.py [--seed S] [--count N] [--build-dir DIR] [--list] [--pick I ...] [FOLDER ...]
+
+`--pick` runs only the sample's mutants of those numbers (as printed, [I/N]): after new tests, the
+survivors of a run are tried again without the rest. The sample depends only on the seed and the
+product files, so it stays the same while only tests change.
 
 FOLDERs default to the product's: app blanking library logging common tools/peer. Tests, fuzz
 targets, benchmarks and the simulated machine (platform/sim, tools/sim) are never mutated. Run
-it on a clean checkout after `cmake --preset debug -B build/debug`: it takes about a minute per
+it on a clean checkout after `cmake --preset debug -B build/debug`: it takes about half a minute per
 mutant. Not part of CI.
 """
 import argparse, os, random, re, signal, subprocess, sys, time
@@ -161,7 +165,9 @@ def main():
     parser.add_argument("--build-dir", default="build/debug")
     parser.add_argument("--jobs", type=int, default=int(os.environ.get("KESTRINE_JOBS", 2)))
     parser.add_argument("--test-timeout", type=int, default=900, help="seconds for one suite run")
+    parser.add_argument("--test-jobs", type=int, default=4, help="tests run at once (most wait, few compute)")
     parser.add_argument("--list", action="store_true", help="only print the sampled mutants")
+    parser.add_argument("--pick", type=int, nargs="+", default=None, metavar="I", help="run only these of the sample")
     args = parser.parse_args()
     seed = args.seed if args.seed is not None else random.randrange(1 << 32)
     folders = [f.rstrip("/") for f in args.folders]
@@ -180,6 +186,8 @@ def main():
     outcomes = defaultdict(Counter)
     try:
         for index, (path, number, column, name, old, new) in enumerate(sample, 1):
+            if args.pick is not None and index not in args.pick:
+                continue
             with open(os.path.join(ROOT, path), encoding="utf-8") as f:
                 lines = f.read().split("\n")
             line = lines[number - 1]
@@ -196,7 +204,7 @@ def main():
                     outcome = "NO-BUILD"
                 else:
                     status = run(["ctest", "--test-dir", build, "-LE", "^chaos$", "--stop-on-failure",
-                                  "-j", str(args.jobs), "--timeout", "300"], args.test_timeout)
+                                  "-j", str(args.test_jobs), "--timeout", "300"], args.test_timeout)
                     outcome = "SURVIVED" if status == 0 else "KILLED"
             finally:
                 restorer.restore()
