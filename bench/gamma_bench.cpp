@@ -130,8 +130,7 @@ void BM_BlankRequest(benchmark::State& state) {
   const Machine machine(2);
   std::atomic<int> sets{0};
   std::atomic<bool> failing{false};
-  const sim::test::ScopedHook hook{&platform::SetDeviceGammaRamp, "SetDeviceGammaRamp",
-                                   [&](HDC, LPVOID) -> std::optional<BOOL> {
+  const sim::test::ScopedHook hook{&platform::SetDeviceGammaRamp, [&](HDC, LPVOID) -> std::optional<BOOL> {
                                      sets.fetch_add(1);
                                      sim::setLastError(31);
                                      return failing.load() ? std::optional<BOOL>(FALSE) : std::nullopt;

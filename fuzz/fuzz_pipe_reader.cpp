@@ -51,8 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::vector<Read> reads = readsOf(data, size);
   std::size_t next = 0;
   sim::test::ScopedHook hook(
-      &platform::ReadFile, "ReadFile",
-      [&](HANDLE, LPVOID buffer, DWORD capacity, LPDWORD count, LPOVERLAPPED) -> std::optional<BOOL> {
+      &platform::ReadFile, [&](HANDLE, LPVOID buffer, DWORD capacity, LPDWORD count, LPOVERLAPPED) -> std::optional<BOOL> {
         FUZZ_CHECK(next < reads.size() && reads[next].bytes.size() <= capacity);
         const Read& read = reads[next++];
         sim::setLastError(read.error);

@@ -21,17 +21,15 @@ class VirtualClock {
   std::atomic<int> sleeps{0};
   std::atomic<std::int64_t> slept{0};
   // Set after the counters above, removed before them.
-  sim::test::ScopedHook counter{&platform::QueryPerformanceCounter, "QueryPerformanceCounter",
-                                [this](LARGE_INTEGER* count) -> std::optional<BOOL> {
+  sim::test::ScopedHook counter{&platform::QueryPerformanceCounter, [this](LARGE_INTEGER* count) -> std::optional<BOOL> {
                                   count->QuadPart = now.load();
                                   return TRUE;
                                 }};
-  sim::test::ScopedHook frequency{&platform::QueryPerformanceFrequency, "QueryPerformanceFrequency",
-                                  [](LARGE_INTEGER* frequency) -> std::optional<BOOL> {
+  sim::test::ScopedHook frequency{&platform::QueryPerformanceFrequency, [](LARGE_INTEGER* frequency) -> std::optional<BOOL> {
                                     frequency->QuadPart = 1000000000LL;
                                     return TRUE;
                                   }};
-  sim::test::ScopedHook sleep{&platform::Sleep, "Sleep", [this](DWORD ms) {
+  sim::test::ScopedHook sleep{&platform::Sleep, [this](DWORD ms) {
                                 sleeps.fetch_add(1);
                                 slept.fetch_add(ms);
                                 now.fetch_add(static_cast<std::int64_t>(ms) * 1000000);

@@ -16,7 +16,7 @@ thread_local DWORD lastError = 0;
 
 struct Registry {
   std::mutex mutex;
-  std::map<std::string, std::shared_ptr<void>> hooks;
+  std::map<test::OperationKey, std::shared_ptr<void>> hooks;
   std::vector<test::Call> calls;
 };
 
@@ -34,10 +34,10 @@ namespace detail {
 std::atomic<int> activeHooks{0};
 std::atomic<bool> callLogEnabled{false};
 
-std::shared_ptr<void> findHook(const std::string& name) {
+std::shared_ptr<void> findHook(test::OperationKey op) {
   Registry& r = registry();
   std::lock_guard<std::mutex> lock(r.mutex);
-  const auto it = r.hooks.find(name);
+  const auto it = r.hooks.find(op);
   return it == r.hooks.end() ? nullptr : it->second;
 }
 
@@ -108,19 +108,19 @@ void clearHooks() {
   sim::detail::activeHooks.store(0);
 }
 
-void removeHook(const std::string& name) {
+void removeHook(OperationKey op) {
   Registry& r = registry();
   std::lock_guard<std::mutex> lock(r.mutex);
-  if (r.hooks.erase(name) > 0) {
+  if (r.hooks.erase(op) > 0) {
     sim::detail::activeHooks.fetch_sub(1);
   }
 }
 
 namespace detail {
-void storeHook(const std::string& name, std::shared_ptr<void> hook) {
+void storeHook(OperationKey op, std::shared_ptr<void> hook) {
   Registry& r = registry();
   std::lock_guard<std::mutex> lock(r.mutex);
-  if (r.hooks.insert_or_assign(name, std::move(hook)).second) {
+  if (r.hooks.insert_or_assign(op, std::move(hook)).second) {
     sim::detail::activeHooks.fetch_add(1);
   }
 }

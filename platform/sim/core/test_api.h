@@ -1,4 +1,5 @@
-// The sim's test API: per-operation hooks that replace one call, a log of calls with their
+// The sim's test API: per-operation hooks that replace one call (keyed by the operation itself, so
+// a hook of the wrong type does not compile), a log of calls with their
 // arguments, and the count of open handles. Tests and the sim's own operations use it; the
 // program never does.
 #pragma once
@@ -36,15 +37,22 @@ void clearCalls();
 
 std::size_t openHandleCount();
 
+// Every operation's address as one type, to key the hooks.
+using OperationKey = void (*)();
+template <class R, class... A>
+OperationKey keyOf(R (*op)(A...)) {
+  return reinterpret_cast<OperationKey>(op);
+}
+
 // Removes every hook.
 void clearHooks();
-void removeHook(const std::string& name);
+void removeHook(OperationKey op);
 
 namespace detail {
-void storeHook(const std::string& name, std::shared_ptr<void> hook);
+void storeHook(OperationKey op, std::shared_ptr<void> hook);
 }  // namespace detail
 
-// Replaces the operation `op` (named `name`) by `hook` until removed. The hook is called with the
+// Replaces the operation `op` by `hook` until removed. The hook is called with the
 // operation's arguments; when it gives a value that is the operation's result, when it gives an
 // empty optional the simulated operation runs as usual. A hook sets the last error itself
 // (sim::setLastError) where the operation it stands in for would.
@@ -53,25 +61,26 @@ template <class R>
 using HookResult = std::conditional_t<std::is_void_v<R>, bool, std::optional<R>>;
 
 template <class R, class... A, class F>
-void setHook(R (*op)(A...), const std::string& name, F&& hook) {
-  (void)op;
+void setHook(R (*op)(A...), F&& hook) {
   using Fn = std::function<HookResult<R>(A...)>;
-  detail::storeHook(name, std::make_shared<Fn>(std::forward<F>(hook)));
+  static_assert(std::is_constructible_v<Fn, F>, "the hook does not take the operation's arguments "
+                                                "or does not give its result");
+  detail::storeHook(keyOf(op), std::make_shared<Fn>(std::forward<F>(hook)));
 }
 
 // A hook for the lifetime of a scope.
 class ScopedHook {
  public:
   template <class R, class... A, class F>
-  ScopedHook(R (*op)(A...), const std::string& hookName, F&& hook) : name(hookName) {
-    setHook(op, hookName, std::forward<F>(hook));
+  ScopedHook(R (*op)(A...), F&& hook) : key(keyOf(op)) {
+    setHook(op, std::forward<F>(hook));
   }
-  ~ScopedHook() { removeHook(name); }
+  ~ScopedHook() { removeHook(key); }
   ScopedHook(const ScopedHook&) = delete;
   ScopedHook& operator=(const ScopedHook&) = delete;
 
  private:
-  std::string name;
+  OperationKey key;
 };
 
 }  // namespace test
@@ -81,7 +90,7 @@ namespace detail {
 extern std::atomic<int> activeHooks;
 extern std::atomic<bool> callLogEnabled;
 
-std::shared_ptr<void> findHook(const std::string& name);
+std::shared_ptr<void> findHook(test::OperationKey op);
 void recordCall(const char* name, std::string arguments);
 
 std::string describe(const char* text);
@@ -111,11 +120,11 @@ std::string describeArguments(const B&... args) {
 }
 
 template <class R, class... A, class... B>
-test::HookResult<R> runHook(R (*)(A...), const char* name, B&&... args) {
+test::HookResult<R> runHook(R (*op)(A...), B&&... args) {
   if (activeHooks.load(std::memory_order_acquire) == 0) {
     return {};
   }
-  const std::shared_ptr<void> stored = findHook(name);
+  const std::shared_ptr<void> stored = findHook(test::keyOf(op));
   if (!stored) {
     return {};
   }
@@ -136,11 +145,11 @@ test::HookResult<R> runHook(R (*)(A...), const char* name, B&&... args) {
 // Opens a simulated operation: logs the call and lets a hook stand in for it.
 #define SIM_ENTER(op, ...)                                                              \
   SIM_RECORD_CALL(op, __VA_ARGS__);                                                     \
-  if (auto simHooked = ::sim::detail::runHook(&::platform::op, #op, __VA_ARGS__))       \
+  if (auto simHooked = ::sim::detail::runHook(&::platform::op, __VA_ARGS__))       \
   return *simHooked
 
 // The same for an operation without a result.
 #define SIM_ENTER_VOID(op, ...)                                                         \
   SIM_RECORD_CALL(op, __VA_ARGS__);                                                     \
-  if (::sim::detail::runHook(&::platform::op, #op, __VA_ARGS__))                       \
+  if (::sim::detail::runHook(&::platform::op, __VA_ARGS__))                       \
   return

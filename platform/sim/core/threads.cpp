@@ -34,7 +34,7 @@ namespace platform {
 DWORD GetCurrentThreadId() {
   // SIM_ENTER spelled out: the operation has no arguments to pass on.
   SIM_RECORD_CALL(GetCurrentThreadId);
-  if (auto hooked = sim::detail::runHook(&GetCurrentThreadId, "GetCurrentThreadId")) {
+  if (auto hooked = sim::detail::runHook(&GetCurrentThreadId)) {
     return *hooked;
   }
   thread_local const DWORD id = systemThreadId();

@@ -58,15 +58,13 @@ TEST_F(PipeClientTest, OpenRetriesOnlyABusyPipeAndAtMostFiveTimes) {
     sim::test::clearCalls();
     logger.clear();
     std::size_t creates = 0, closes = 0;
-    ScopedHook create(&platform::CreateFileW, "CreateFileW",
-                      [&](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD,
+    ScopedHook create(&platform::CreateFileW, [&](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD,
                           HANDLE) -> std::optional<HANDLE> {
                         sim::setLastError(row.errors.at(creates));
                         return row.errors[creates++] ? INVALID_HANDLE_VALUE : fakeHandle();
                       });
-    ScopedHook wait(&platform::WaitNamedPipeW, "WaitNamedPipeW",
-                    [&](LPCWSTR, DWORD) -> std::optional<BOOL> { return row.waitResult; });
-    ScopedHook close(&platform::CloseHandle, "CloseHandle", [&](HANDLE h) -> std::optional<BOOL> {
+    ScopedHook wait(&platform::WaitNamedPipeW, [&](LPCWSTR, DWORD) -> std::optional<BOOL> { return row.waitResult; });
+    ScopedHook close(&platform::CloseHandle, [&](HANDLE h) -> std::optional<BOOL> {
       closes += h == fakeHandle() ? 1 : 0;
       return TRUE;
     });
@@ -109,8 +107,7 @@ TEST_F(PipeClientTest, WritesChunksOf1024AndStopsAtAFailedOne) {
     std::string message(row.size, 'x'), written;
     for (std::size_t i = 0; i < row.size; ++i) message[i] = static_cast<char>('A' + i % 53);
     std::vector<DWORD> sizes;
-    ScopedHook hook(&platform::WriteFile, "WriteFile",
-                    [&](HANDLE h, LPCVOID data, DWORD size, LPDWORD done,
+    ScopedHook hook(&platform::WriteFile, [&](HANDLE h, LPCVOID data, DWORD size, LPDWORD done,
                         LPOVERLAPPED overlapped) -> std::optional<BOOL> {
                       EXPECT_TRUE(h == fakeHandle() && overlapped == nullptr);
                       sizes.push_back(size);
@@ -160,8 +157,7 @@ TEST_F(PipeClientTest, ReadKeepsWhatArrivedUpToTheLimit) {
   for (const auto& row : rows) {
     logger.clear();
     std::size_t reads = 0;
-    ScopedHook hook(&platform::ReadFile, "ReadFile",
-                    [&](HANDLE h, LPVOID buffer, DWORD size, LPDWORD done,
+    ScopedHook hook(&platform::ReadFile, [&](HANDLE h, LPVOID buffer, DWORD size, LPDWORD done,
                         LPOVERLAPPED overlapped) -> std::optional<BOOL> {
                       EXPECT_TRUE(h == fakeHandle() && size == 1023u && overlapped == nullptr);
                       const std::string& chunk =

@@ -17,8 +17,7 @@ struct SetRampProbe {
   std::atomic<int> calls{0};
   std::atomic<bool> failSets{false};
   int failFirst = 0;
-  sim::test::ScopedHook hook{&platform::SetDeviceGammaRamp, "SetDeviceGammaRamp",
-                             [this](HDC, LPVOID) -> std::optional<BOOL> {
+  sim::test::ScopedHook hook{&platform::SetDeviceGammaRamp, [this](HDC, LPVOID) -> std::optional<BOOL> {
                                const int call = calls.fetch_add(1) + 1;
                                sim::setLastError(31);
                                return failSets.load() || call <= failFirst ? std::optional<BOOL>(FALSE)

@@ -50,8 +50,7 @@ TEST_F(TextConversionTest, ConversionCallsUseCodePage65001AndFlags0) {
 
 TEST_F(TextConversionTest, LogTextFallsBackToQuestionMarks) {
   EXPECT_EQ(wideToLogText(u"ok"), "ok");
-  sim::test::ScopedHook failing(&platform::WideCharToMultiByte, "WideCharToMultiByte",
-                                [](auto...) -> std::optional<int> { return 0; });
+  sim::test::ScopedHook failing(&platform::WideCharToMultiByte, [](auto...) -> std::optional<int> { return 0; });
   EXPECT_EQ(wideToLogText(u"abc"), "???");
 }
 

@@ -67,8 +67,7 @@ struct SampleFeed {
   std::vector<int> samples;
   std::size_t next = 0;
   sim::test::ScopedHook hook{
-      &platform::GetDeviceGammaRamp, "GetDeviceGammaRamp",
-      [this](HDC, LPVOID buffer) -> std::optional<BOOL> {
+      &platform::GetDeviceGammaRamp, [this](HDC, LPVOID buffer) -> std::optional<BOOL> {
         const int sample = samples[std::min(next++, samples.size() - 1)];
         if (sample == kFailedRead) {
           return FALSE;

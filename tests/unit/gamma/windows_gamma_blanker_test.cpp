@@ -123,8 +123,7 @@ TEST_F(GammaTest, RestoreSucceedsOnASecondAttempt) {
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
   ASSERT_TRUE(blanker.blank());
   int sets = 0;
-  sim::test::ScopedHook failFirst(&platform::SetDeviceGammaRamp, "SetDeviceGammaRamp",
-                                  [&sets](HDC, LPVOID) -> std::optional<BOOL> {
+  sim::test::ScopedHook failFirst(&platform::SetDeviceGammaRamp, [&sets](HDC, LPVOID) -> std::optional<BOOL> {
                                     sim::setLastError(5);
                                     return sets++ > 0 ? std::nullopt : std::optional<BOOL>(FALSE);
                                   });

@@ -87,8 +87,8 @@ const auto untrustedRoot = trustStatus<static_cast<LONG>(0x800B0109u)>;
 
 // Makes the calls of an operation for which `when` holds fail, with some last error.
 template <class R, class... A, class When>
-void failWhen(R (*op)(A...), const char* name, When when) {
-  sim::test::setHook(op, name, [when](A... args) mutable -> std::optional<R> {
+void failWhen(R (*op)(A...), When when) {
+  sim::test::setHook(op, [when](A... args) mutable -> std::optional<R> {
     if (!when(args...)) return std::nullopt;
     sim::setLastError(0x8009200Du);
     return R{};
@@ -97,18 +97,16 @@ void failWhen(R (*op)(A...), const char* name, When when) {
 
 const auto kAlways = [](auto&&...) { return true; };
 void failLocalAlloc(int which) {
-  failWhen(&platform::LocalAlloc, "LocalAlloc", [seen = 0, which](UINT, SIZE_T) mutable {
+  failWhen(&platform::LocalAlloc, [seen = 0, which](UINT, SIZE_T) mutable {
     return ++seen == which;
   });
 }
 // The size call (no buffer) or the data call of a size-then-data operation fails.
 void failSignerInfo(bool sizeCall) {
-  failWhen(&platform::CryptMsgGetParam, "CryptMsgGetParam",
-           [=](HCRYPTMSG, DWORD, DWORD, void* out, DWORD*) { return !out == sizeCall; });
+  failWhen(&platform::CryptMsgGetParam, [=](HCRYPTMSG, DWORD, DWORD, void* out, DWORD*) { return !out == sizeCall; });
 }
 void failCertName(DWORD nameFlags, bool sizeCall) {
-  failWhen(&platform::CertGetNameStringW, "CertGetNameStringW",
-           [=](PCCERT_CONTEXT, DWORD, DWORD flags, void*, LPWSTR out, DWORD) {
+  failWhen(&platform::CertGetNameStringW, [=](PCCERT_CONTEXT, DWORD, DWORD flags, void*, LPWSTR out, DWORD) {
              return flags == nameFlags && !out == sizeCall;
            });
 }
@@ -167,18 +165,17 @@ INSTANTIATE_TEST_SUITE_P(
         // Only the first signer counts.
         RefusalRow{[] { signedBy({"Contoso Ltd", "Microsoft Windows"}); },
                    "Failed to match subject name Contoso Ltd" + kMismatch},
-        RefusalRow{[] { failWhen(&platform::CryptQueryObject, "CryptQueryObject", kAlways); },
+        RefusalRow{[] { failWhen(&platform::CryptQueryObject, kAlways); },
                    "CryptQueryObject failed" + kRead},
         RefusalRow{[] { failSignerInfo(true); },
                    "CryptMsgGetParam failed - signer information size" + kRead},
         RefusalRow{[] { failLocalAlloc(1); }, "Unable to allocate memory for Signer Info." + kRead},
         RefusalRow{[] { failSignerInfo(false); },
                    "CryptMsgGetParam failed - signer information" + kRead},
-        RefusalRow{[] { failWhen(&platform::CryptDecodeObject, "CryptDecodeObject", kAlways); },
+        RefusalRow{[] { failWhen(&platform::CryptDecodeObject, kAlways); },
                    "CryptDecodeObject failed" + kRead},
         RefusalRow{[] { failLocalAlloc(2); }, "Unable to allocate memory for Publisher Info." + kRead},
-        RefusalRow{[] { failWhen(&platform::CertFindCertificateInStore,
-                                 "CertFindCertificateInStore", kAlways); },
+        RefusalRow{[] { failWhen(&platform::CertFindCertificateInStore, kAlways); },
                    "CertFindCertificateInStore failed" + kRead},
         RefusalRow{[] { failCertName(CERT_NAME_ISSUER_FLAG, true); },
                    "CertGetNameString failed - Issuer Name" + kRead},
@@ -212,7 +209,7 @@ TEST_F(WindowsDynamicLibraryTest, SearchFailuresComeFirst) {
               velmo::WindowsDynamicLibraryBase("dxva2.dll", LibrarySearchScope::SearchApplicationOnly);
             }), kNotFound);
   EXPECT_EQ(sim::test::callsOf("LoadLibraryExW").at(0).arguments, "\"dxva2.dll\", null, 513");
-  sim::test::setHook(&platform::GetModuleFileNameW, "GetModuleFileNameW", [](HMODULE, LPWSTR, DWORD) {
+  sim::test::setHook(&platform::GetModuleFileNameW, [](HMODULE, LPWSTR, DWORD) {
     sim::setLastError(5);
     return std::optional<DWORD>(0);
   });

@@ -105,7 +105,7 @@ TEST_F(NotifierTest, ChangesAreDeliveredOnTheWorkerFailedReadsLoggedAndStopAlway
   EXPECT_EQ(deliveries(), (std::vector<std::string>{"1", "2", "2", "3"}));
   // A stop event that cannot be set is logged, and the change event wakes the worker instead.
   std::atomic<int> calls{0};
-  sim::test::setHook(&platform::SetEvent, "SetEvent", [&](HANDLE) -> std::optional<BOOL> {
+  sim::test::setHook(&platform::SetEvent, [&](HANDLE) -> std::optional<BOOL> {
     if (calls++ > 0) return std::nullopt;
     sim::setLastError(ERROR_INVALID_HANDLE);
     return FALSE;
@@ -122,13 +122,11 @@ TEST_F(NotifierTest, StopsWhileSubscribingOrWaitingKeepsFailing) {
   setRegistryString(kKey, kValue, "1");
   VirtualClock clock;
   std::atomic<int> subscriptions{0};
-  sim::test::setHook(&platform::RegNotifyChangeKeyValue, "RegNotifyChangeKeyValue",
-                     [&](HKEY, BOOL, DWORD, HANDLE, BOOL) -> std::optional<LSTATUS> {
+  sim::test::setHook(&platform::RegNotifyChangeKeyValue, [&](HKEY, BOOL, DWORD, HANDLE, BOOL) -> std::optional<LSTATUS> {
                        return subscriptions++ < 3 ? std::optional<LSTATUS>(ERROR_KEY_DELETED)
                                                   : std::nullopt;
                      });
-  sim::test::setHook(&platform::WaitForMultipleObjects, "WaitForMultipleObjects",
-                     [](DWORD, const HANDLE*, BOOL, DWORD) -> std::optional<DWORD> {
+  sim::test::setHook(&platform::WaitForMultipleObjects, [](DWORD, const HANDLE*, BOOL, DWORD) -> std::optional<DWORD> {
                        sim::setLastError(ERROR_INVALID_HANDLE);
                        return WAIT_FAILED;
                      });

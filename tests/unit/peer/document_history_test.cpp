@@ -77,11 +77,10 @@ TEST_P(FailedWriteTest, LeavesTheHistoryAsItWas) {
   const auto fail = [&](const char* name, DWORD error) -> std::optional<BOOL> {
     return GetParam() == std::string(name) ? (sim::setLastError(error), std::optional<BOOL>(FALSE)) : std::nullopt;
   };
-  sim::test::ScopedHook write(&platform::WriteFile, "WriteFile", [&](HANDLE, LPCVOID, DWORD, LPDWORD, LPOVERLAPPED) {
+  sim::test::ScopedHook write(&platform::WriteFile, [&](HANDLE, LPCVOID, DWORD, LPDWORD, LPOVERLAPPED) {
     return fail("WriteFile", ERROR_DISK_FULL);
   });
-  sim::test::ScopedHook move(&platform::MoveFileExW, "MoveFileExW",
-                             [&](LPCWSTR, LPCWSTR, DWORD) { return fail("MoveFileExW", ERROR_ACCESS_DENIED); });
+  sim::test::ScopedHook move(&platform::MoveFileExW, [&](LPCWSTR, LPCWSTR, DWORD) { return fail("MoveFileExW", ERROR_ACCESS_DENIED); });
   EXPECT_THROW(store.add(kGood + " ", "blank"), peer::PeerError);
   EXPECT_THROW(store.probe(1048576), peer::PeerError);
   EXPECT_EQ(states(), std::vector<State>{State::Held});
@@ -95,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(Steps, FailedWriteTest, ::testing::Values("WriteFile", 
 TEST_F(DocumentHistoryTest, ARecordNeverReplacesAFileThatAppearedUnderItsNumber) {
   auto store = history();
   const auto planted = store.recordsDirectory() / "1.record";
-  sim::test::ScopedHook move(&platform::MoveFileExW, "MoveFileExW", [&](LPCWSTR, LPCWSTR, DWORD flags) {
+  sim::test::ScopedHook move(&platform::MoveFileExW, [&](LPCWSTR, LPCWSTR, DWORD flags) {
     if (!(flags & MOVEFILE_REPLACE_EXISTING) && !std::filesystem::exists(planted)) std::ofstream(planted) << "another writer";
     return std::optional<BOOL>();
   });
@@ -125,8 +124,7 @@ TEST_F(DocumentHistoryTest, AHeldOrReadOnlyRecordIsTriedAgainThenNamed) {
   };
   {
     int refusals = 3;  // fewer than the tries
-    sim::test::ScopedHook held(&platform::CreateFileW, "CreateFileW",
-                               [&](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE) {
+    sim::test::ScopedHook held(&platform::CreateFileW, [&](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE) {
                                  if (refusals-- <= 0) return std::optional<HANDLE>();
                                  sim::setLastError(ERROR_SHARING_VIOLATION);
                                  return std::optional<HANDLE>(INVALID_HANDLE_VALUE);
@@ -164,7 +162,7 @@ class KeepDocumentTest : public DocumentHistoryTest, public ::testing::WithParam
 
 TEST_P(KeepDocumentTest, EndsInTheRescueOrOnStandardOutput) {
   auto store = history();
-  sim::test::ScopedHook move(&platform::MoveFileExW, "MoveFileExW", [&](LPCWSTR, LPCWSTR target, DWORD) {
+  sim::test::ScopedHook move(&platform::MoveFileExW, [&](LPCWSTR, LPCWSTR target, DWORD) {
     const bool rescue = velmo::wideToUtf8(target).find("-rescued") != std::string::npos;
     return !rescue || GetParam().rescueFailsToo ? GetParam().fail() : std::nullopt;
   });
