@@ -63,10 +63,11 @@ std::string WindowsScreenBlanker::getSavedDisplayStates() const {
   if ((supportedMethods.load() & DPMSBlanking) != 0) {
     const bool saved = dpmsStatesSavedCondition.wait_for(lock, kSavedStateLimit,
                                                          [this] { return dpmsStatesSaved; });
-    if (!saved && logger->logLevel >= DEBUG) {
-      logger->log(fmt::format("Warning: Timeout waiting {} sec for the display state save",
-                              kSavedStateLimit.count()),
-                  DEBUG, logger->defaultResultCode);
+    if (!saved) {
+      velmo::logging::logAt(
+          *logger, DEBUG, logger->defaultResultCode,
+          fmt::format("Warning: Timeout waiting {} sec for the display state save",
+                      kSavedStateLimit.count()));
     }
     if (dpmsStatesSaved) {
       for (const PhysicalMonitorRecord& record : initialMonitors) {

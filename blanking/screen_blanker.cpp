@@ -43,10 +43,8 @@ void ScreenBlanker::restore() { request(IOSScreenBlanker::NoBlanking, "restore")
 std::string ScreenBlanker::getSavedDisplayStates() const { return blanker->getSavedDisplayStates(); }
 
 void ScreenBlanker::request(IOSScreenBlanker::ScreenBlankingMethod method, const char* word) {
-  if (logger->logLevel >= DEBUG) {
-    logger->log(logger->formatter->format("Screen Blanker received request to", word), DEBUG,
-                logger->defaultResultCode);
-  }
+  velmo::logging::logAt(*logger, DEBUG, logger->defaultResultCode,
+                        logger->formatter->format("Screen Blanker received request to", word));
   blanker->requestScreenBlanking(method);
 }
 

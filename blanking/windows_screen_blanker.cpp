@@ -32,10 +32,8 @@ WindowsScreenBlanker::WindowsScreenBlanker(std::unique_ptr<velmo::logging::Logge
     dxva2Library =
         std::make_unique<velmo::Dxva2Library>(this->logger->createCategoryLogger(kInheritCategory));
   } catch (const std::exception& e) {
-    if (this->logger->logLevel >= DEBUG) {
-      this->logger->log(fmt::format("failed to load dxva2 library: {}", e.what()), DEBUG,
-                        this->logger->defaultResultCode);
-    }
+    velmo::logging::logAt(*this->logger, DEBUG, this->logger->defaultResultCode,
+                          fmt::format("failed to load dxva2 library: {}", e.what()));
   }
   // Monitor power blanking acts only through the library: without it the method is never offered.
   if (offerPowerMethod && dxva2Library) {
@@ -186,7 +184,6 @@ void WindowsScreenBlanker::requestScreenBlanking(ScreenBlankingMethod method) {
     std::lock_guard<std::mutex> lock(requestMutex);
     requestPending = false;
   }
-  if (logger->logLevel >= DEBUG) {
-    logger->log(fmt::format("Request to {} {}", word, outcome), DEBUG, logger->defaultResultCode);
-  }
+  velmo::logging::logAt(*logger, DEBUG, logger->defaultResultCode,
+                        fmt::format("Request to {} {}", word, outcome));
 }

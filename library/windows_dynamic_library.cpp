@@ -43,10 +43,8 @@ bool WindowsDynamicLibrary::loadAndLog() {
     logFailure(*logger, loaded);
     return false;
   }
-  if (logger->logLevel >= logging::DEBUG) {
-    logger->log(logger->formatter->format("Successfully loaded", getLibraryPath()), logging::DEBUG,
-                logger->defaultResultCode);
-  }
+  logging::logAt(*logger, logging::DEBUG, logger->defaultResultCode,
+                 logger->formatter->format("Successfully loaded", getLibraryPath()));
   return true;
 }
 

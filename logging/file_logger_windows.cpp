@@ -69,36 +69,28 @@ void FileLoggerWindows::writeMessage(const std::string& message, std::uint32_t f
 void FileLoggerWindows::onRotationTimeChanged(const std::string& text) {
   const std::optional<std::int32_t> minutes = rotationMinutesFromText(text);
   if (!minutes) {
-    if (logLevel >= ERROR) {
-      log("Invalid log rotation time obtained (\"" + text +
-              "\"). Conversion failed. Continue to use existing rotation time.",
-          ERROR, kUnexpectedFailure);
-    }
+    logAt(*this, ERROR, kUnexpectedFailure,
+          "Invalid log rotation time obtained (\"" + text +
+              "\"). Conversion failed. Continue to use existing rotation time.");
     return;
   }
   if (*minutes < 0) {
-    if (logLevel >= ERROR) {
-      log("Invalid log rotation time obtained (\"" + std::to_string(*minutes) +
-              "\") mins. Continue to use existing rotation time.",
-          ERROR, kUnexpectedFailure);
-    }
+    logAt(*this, ERROR, kUnexpectedFailure,
+          "Invalid log rotation time obtained (\"" + std::to_string(*minutes) +
+              "\") mins. Continue to use existing rotation time.");
     return;
   }
   const std::int64_t newTimeMs = *minutes * kMillisecondsPerMinute;
   if (newTimeMs == rotationTimeMs.load()) {
-    if (logLevel >= DEBUG) {
-      log("New rotation time is (\"" + text +
-              "\") mins which is the same as the last rotation time",
-          DEBUG, defaultResultCode);
-    }
+    logAt(
+        *this, DEBUG, defaultResultCode,
+        "New rotation time is (\"" + text + "\") mins which is the same as the last rotation time");
     return;
   }
   {
     std::lock_guard<std::mutex> lock(rotationMutex);
-    if (logLevel >= INFO) {
-      log(formatter->format("Setting log rotation time to:", *minutes, "mins"), INFO,
-          defaultResultCode);
-    }
+    logAt(*this, INFO, defaultResultCode,
+          formatter->format("Setting log rotation time to:", *minutes, "mins"));
     rotationTimeMs.store(newTimeMs);
     rotationTimeChanged = true;
   }

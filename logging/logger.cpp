@@ -12,21 +12,15 @@ void logAt(BasicLogger& logger, LogLevel level, std::int32_t resultCode,
 }
 
 void logError(BasicLogger& logger, std::int32_t resultCode, const std::string& message) {
-  if (logger.logLevel >= ERROR) {
-    logger.log(message, ERROR, resultCode);
-  }
+  logAt(logger, ERROR, resultCode, message);
 }
 
 void logError(BasicLogger& logger, std::int32_t resultCode, const char* message) {
-  if (logger.logLevel >= ERROR) {
-    logger.log(std::string(message ? message : ""), ERROR, resultCode);
-  }
+  logAt(logger, ERROR, resultCode, std::string(message ? message : ""));
 }
 
 void logError(BasicLogger& logger, std::int32_t resultCode, const char* text, const char* detail) {
-  if (logger.logLevel >= ERROR) {
-    logger.log(logger.formatter->format(text, detail), ERROR, resultCode);
-  }
+  logAt(logger, ERROR, resultCode, logger.formatter->format(text, detail));
 }
 
 }  // namespace logging

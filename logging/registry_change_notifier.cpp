@@ -70,11 +70,9 @@ RegistryChangeNotifier::RegistryChangeNotifier(const std::string& key, const std
 RegistryChangeNotifier::~RegistryChangeNotifier() {
   stopping = true;
   if (!platform::SetEvent(stopEvent.get())) {
-    if (logger->logLevel >= ERROR) {
-      logger->log(logger->formatter->format("Failed to set event to stop thread:", key, "", "\\",
-                                            "", valueName),
-                  ERROR, static_cast<std::int32_t>(platform::GetLastError()));
-    }
+    logAt(*logger, ERROR, static_cast<std::int32_t>(platform::GetLastError()),
+          logger->formatter->format("Failed to set event to stop thread:", key, "", "\\", "",
+                                    valueName));
     // The change event is the worker's other way out of its wait.
     platform::SetEvent(changeEvent.get());
   }
@@ -121,11 +119,9 @@ void RegistryChangeNotifier::run() {
     const LSTATUS status =
         platform::RegNotifyChangeKeyValue(keyHandle.get(), TRUE, kNotifyFilter, events[1], TRUE);
     if (status != ERROR_SUCCESS) {
-      if (logger->logLevel >= ERROR) {
-        logger->log(logger->formatter->format(
-                        "Failed to subscribe to change notification on registry key:", key),
-                    ERROR, static_cast<std::int32_t>(status));
-      }
+      logAt(*logger, ERROR, static_cast<std::int32_t>(status),
+            logger->formatter->format("Failed to subscribe to change notification on registry key:",
+                                      key));
       pauseAfterFailure();
       continue;
     }
@@ -146,11 +142,8 @@ void RegistryChangeNotifier::run() {
       continue;
     }
     const DWORD error = platform::GetLastError();
-    if (logger->logLevel >= ERROR) {
-      logger->log(
-          logger->formatter->format("Failed to wait for event:", key, "", "\\", "", valueName),
-          ERROR, static_cast<std::int32_t>(error));
-    }
+    logAt(*logger, ERROR, static_cast<std::int32_t>(error),
+          logger->formatter->format("Failed to wait for event:", key, "", "\\", "", valueName));
     pauseAfterFailure();
   }
 }

@@ -34,9 +34,7 @@ std::size_t countDifferentWords(const GammaRamp& a, const GammaRamp& b) {
 void logGammaBrightness(const GammaRamp& ramp, velmo::logging::LoggerBase& logger,
                         const std::string& title) {
   using velmo::logging::DEBUG;
-  if (logger.logLevel >= DEBUG) {
-    velmo::logging::logAt(logger, DEBUG, logger.defaultResultCode,
-                          fmt::format("{}; RGB brightness ({}, {}, {})", title, ramp.red[255],
-                                      ramp.green[255], ramp.blue[255]));
-  }
+  velmo::logging::logAt(logger, DEBUG, logger.defaultResultCode,
+                        fmt::format("{}; RGB brightness ({}, {}, {})", title, ramp.red[255],
+                                    ramp.green[255], ramp.blue[255]));
 }

@@ -15,10 +15,8 @@ bool restoreInitialGamma(velmo::logging::LoggerBase& logger,
   // SetDeviceGammaRamp only reads the ramp; its parameter is not const in the Windows API.
   if (!platform::SetDeviceGammaRamp(deviceContext, const_cast<GammaRamp*>(&ramp))) {
     const auto errorCode = static_cast<std::int32_t>(platform::GetLastError());
-    if (logger.logLevel >= ERROR) {
-      logAt(logger, ERROR, errorCode,
-            fmt::format("Failed to restore device gamma ramp! (attempt = {})", attempt));
-    }
+    logAt(logger, ERROR, errorCode,
+          fmt::format("Failed to restore device gamma ramp! (attempt = {})", attempt));
     return false;
   }
   GammaRamp readBack{};
@@ -29,11 +27,9 @@ bool restoreInitialGamma(velmo::logging::LoggerBase& logger,
   }
   const std::size_t differences = countDifferentWords(ramp, readBack);
   if (differences != 0) {
-    if (logger.logLevel >= DEBUG) {
-      logAt(logger, DEBUG, logger.defaultResultCode,
-            fmt::format("Restored initial device gamma ramps; but {} entries failed validation!",
-                        differences));
-    }
+    logAt(logger, DEBUG, logger.defaultResultCode,
+          fmt::format("Restored initial device gamma ramps; but {} entries failed validation!",
+                      differences));
     return false;
   }
   logAt(logger, DEBUG, logger.defaultResultCode,

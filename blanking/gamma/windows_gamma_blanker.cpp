@@ -67,19 +67,15 @@ velmo::DeviceContext WindowsGammaBlanker::openForPass(GammaDisplay& display, con
   if (deviceContext) {
     display.offNoticeLogged = false;
   } else if (isDisplayActive(display)) {
-    if (logger->logLevel >= ERROR) {
-      velmo::logging::logAt(
-          *logger, ERROR, kUnexpectedFailure,
-          fmt::format("Failed to create device context for display {}", display.displayName));
-    }
+    velmo::logging::logAt(
+        *logger, ERROR, kUnexpectedFailure,
+        fmt::format("Failed to create device context for display {}", display.displayName));
     success = false;
   } else if (!display.offNoticeLogged) {
     // A display that stays off is reported once, and again only after it has been back.
-    if (logger->logLevel >= DEBUG) {
-      velmo::logging::logAt(*logger, DEBUG, logger->defaultResultCode,
-                            fmt::format("Could not {} display {} because it is turned off, skipping",
-                                        action, display.displayName));
-    }
+    velmo::logging::logAt(*logger, DEBUG, logger->defaultResultCode,
+                          fmt::format("Could not {} display {} because it is turned off, skipping",
+                                      action, display.displayName));
     display.offNoticeLogged = true;
   }
   return deviceContext;
@@ -98,11 +94,9 @@ bool WindowsGammaBlanker::blankDisplay(GammaDisplay& display,
   }
   if (!platform::SetDeviceGammaRamp(deviceContext, &blankingGamma)) {
     const auto errorCode = static_cast<std::int32_t>(platform::GetLastError());
-    if (logger->logLevel >= ERROR) {
-      velmo::logging::logAt(*logger, ERROR, errorCode,
-                            fmt::format("Failed to set gamma ramp for {} display",
-                                        display.displayName));
-    }
+    velmo::logging::logAt(
+        *logger, ERROR, errorCode,
+        fmt::format("Failed to set gamma ramp for {} display", display.displayName));
     return false;
   }
   return true;
