@@ -194,6 +194,8 @@ TEST_F(KestrineEndToEnd, SaveDarkensEveryDisplayAndRestoreBringsBackEveryWord) {
   const ProcessResult restore = tool({"--restore"});
   EXPECT_EQ(restore.status, 0) << restore.error;
   EXPECT_EQ(sender->wait().status, 0);
+  EXPECT_NE(save.output.find("Initial gammas successfully saved."), std::string::npos);
+  EXPECT_EQ(restore.output.find("Initial gammas successfully saved."), std::string::npos) << "a restore reads no ramp";
   EXPECT_EQ(readRamp(kDisplay1), before1);
   EXPECT_EQ(readRamp(kDisplay2), before2);
   EXPECT_EQ(powerModes(), modes);
@@ -485,10 +487,13 @@ TEST_F(KestrineEndToEnd, TheToolsOutputIsRelayedAndKeptWithItsRecord) {
   const ProcessResult quiet = peer({"unblank", "--quiet"});
   ASSERT_EQ(quiet.status, 0);
   EXPECT_FALSE(shows(quiet, "[tool] ")) << quiet.output;
+  // A run that ended mid-line leaves its output without the last line feed.
+  const auto blankOutput = simRoot / "peer" / "outputs" / "1.blank.output";
+  std::filesystem::resize_file(blankOutput, std::filesystem::file_size(blankOutput) - 1);
   const ProcessResult shown = peer({"history", "--show", "1"});
   EXPECT_EQ(shown.status, 0);
   for (const char* text : {"blank    18", "--- the tool's output during blank ---", "Request to blank succeeded",
-                           "--- the tool's output during unblank ---", "Restore action complete"}) {
+                           "\n--- the tool's output during unblank ---", "Restore action complete"}) {
     EXPECT_TRUE(shows(shown, text)) << text << "\n" << shown.output;
   }
 }

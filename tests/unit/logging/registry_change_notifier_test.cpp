@@ -126,7 +126,9 @@ TEST_F(NotifierTest, StopsWhileSubscribingOrWaitingKeepsFailing) {
                        return subscriptions++ < 3 ? std::optional<LSTATUS>(ERROR_KEY_DELETED)
                                                   : std::nullopt;
                      });
-  sim::test::setHook(&platform::WaitForMultipleObjects, [](DWORD, const HANDLE*, BOOL, DWORD) -> std::optional<DWORD> {
+  std::atomic<int> pauses{0};  // waits on the stop event alone
+  sim::test::setHook(&platform::WaitForMultipleObjects, [&](DWORD count, const HANDLE*, BOOL, DWORD) -> std::optional<DWORD> {
+                       pauses += count == 1 ? 1 : 0;
                        sim::setLastError(ERROR_INVALID_HANDLE);
                        return WAIT_FAILED;
                      });
@@ -139,6 +141,7 @@ TEST_F(NotifierTest, StopsWhileSubscribingOrWaitingKeepsFailing) {
                    ERROR_KEY_DELETED),
             3u);
   EXPECT_GE(clock.sleepCount(), 6);
+  EXPECT_GE(pauses.load(), 6);
 }
 
 }  // namespace

@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 
+#include "platform/monitors.h"
+#include "platform/sim/core/test_api.h"
 #include "platform/sim/library/library_files.h"
 #include "tests/unit/power/power_blanker_fixture.h"
 
@@ -150,6 +153,13 @@ TEST_F(PowerBlankerTest, SnapshotIsBlankedRestoredAndCarriedByTheDocument) {
   EXPECT_EQ(linesEqualTo("Can't restore DPMS state as initial state was not saved"), 1u);
   EXPECT_EQ(calls("EnumDisplayMonitors"), 0u);
   make(saved.toStyledString());
+  {
+    const sim::test::ScopedHook noListing(&platform::EnumDisplayMonitors, [](HDC, LPCRECT, MONITORENUMPROC, LPARAM) {
+      return std::optional<BOOL>(FALSE);
+    });
+    EXPECT_FALSE(Access::restore(*blanker)) << "monitors that cannot be listed are not restored";
+    EXPECT_EQ(linesEqualTo("Physical monitor enumeration failed"), 1u);
+  }
   EXPECT_TRUE(Access::restore(*blanker));
   EXPECT_EQ(powerModes(), Modes(1, 2));
 }

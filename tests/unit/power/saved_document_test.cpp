@@ -11,6 +11,7 @@ TEST_F(SavedDocumentTest, WritesANonAsciiDescriptionAsEscapes) {
                  [](sim::SimPhysicalMonitor& m) { m.description = "\xC3\x89" "cran \xE4\xB8\xAD"; });
   const std::string document = make().getSavedDisplayStates();
   EXPECT_NE(document.find("\"description\" : \"\\u00c9cran \\u4e2d\""), std::string::npos) << document;
+  EXPECT_NE(document.find(R"("name" : "\\\\.\\DISPLAY1")"), std::string::npos) << document;
   EXPECT_TRUE(std::all_of(document.begin(), document.end(),
                           [](char c) { return static_cast<unsigned char>(c) < 0x80; }));
 }
