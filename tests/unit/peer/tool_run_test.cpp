@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "tests/support/sim_test.h"
 #include "tools/peer/tool_output.h"
@@ -17,7 +18,8 @@ using ToolRunTest = testing_support::SimTest;
 struct OutputCase {
   const char* script;
   std::size_t size;
-  const char* tail;  // how the kept output ends
+  const char* tail;                // how the kept output ends
+  std::vector<std::string> args{};  // the script's $1...
 };
 
 class ToolOutputTest : public ToolRunTest, public ::testing::WithParamInterface<OutputCase> {};
@@ -25,7 +27,9 @@ class ToolOutputTest : public ToolRunTest, public ::testing::WithParamInterface<
 // Everything the tool writes on either stream is kept, up to the last 256 KiB.
 TEST_P(ToolOutputTest, KeepsWhatTheToolWroteUpToItsBound) {
   peer::ToolOutput output(false);
-  peer::ToolProcess tool("/bin/sh", {"-c", GetParam().script}, output.childEnd());
+  std::vector<std::string> arguments{"-c", GetParam().script, "sh"};
+  arguments.insert(arguments.end(), GetParam().args.begin(), GetParam().args.end());
+  peer::ToolProcess tool("/bin/sh", arguments, output.childEnd());
   output.startDraining();
   EXPECT_EQ(tool.waitFor(std::chrono::seconds(20)), 0);
   tool.endJob();
@@ -37,6 +41,9 @@ TEST_P(ToolOutputTest, KeepsWhatTheToolWroteUpToItsBound) {
 
 INSTANTIATE_TEST_SUITE_P(Cases, ToolOutputTest, ::testing::Values(
     OutputCase{"printf 'a\\n'; printf 'b' >&2", 3, "a\nb"},
-    OutputCase{"head -c 300000 /dev/zero | tr '\\0' x; printf end", peer::ToolOutput::kKeptBytes, "xxend"}));
+    OutputCase{"head -c 300000 /dev/zero | tr '\\0' x; printf end", peer::ToolOutput::kKeptBytes, "xxend"},
+    // Arguments arrive as given, whatever spaces, quotes and backslashes they hold.
+    OutputCase{"printf '<%s>' \"$@\"", 38, R"(<a><><b c><C:\d x\><"q"><\"e f><\\s\h>)",
+               {"a", "", "b c", R"(C:\d x\)", R"("q")", R"(\"e f)", R"(\\s\h)"}}));
 
 }  // namespace
