@@ -211,9 +211,12 @@ DocumentRecord DocumentHistory::add(const std::string& document, const std::stri
   record.bytes = document.size();
   appendNote(record, note);
   // A file that appeared under the number since the listing keeps it: the record takes the next.
-  while (!createFileDurably(recordPath(record.id), recordText(record, document))) {
-    if (++record.id >= kLargestId) {
+  for (;; ++record.id) {
+    if (record.id >= kLargestId) {
       throw PeerError("no free record number in " + recordsDirectory().u8string());
+    }
+    if (createFileDurably(recordPath(record.id), recordText(record, document))) {
+      break;
     }
   }
   try {

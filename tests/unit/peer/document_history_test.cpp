@@ -109,6 +109,15 @@ TEST_F(DocumentHistoryTest, ARecordNeverReplacesAFileThatAppearedUnderItsNumber)
 // Another program may hold a record for a moment (an indexer, a backup): the store tries again
 // and goes on. One that keeps it, by an open without sharing or by making it read-only, makes
 // the step fail with a message that names the record and why, and nothing is lost.
+// Past the last nine-digit number a record would take a name no listing reads.
+TEST_F(DocumentHistoryTest, NoRecordIsWrittenPastTheLastNumber) {
+  auto store = history();
+  store.add(kGood, "blank");
+  std::filesystem::rename(store.recordsDirectory() / "1.record", store.recordsDirectory() / "999999999.record");
+  EXPECT_THROW(store.add(kGood, "blank"), peer::PeerError);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(store.recordsDirectory()), {}), 1);
+}
+
 TEST_F(DocumentHistoryTest, AHeldOrReadOnlyRecordIsTriedAgainThenNamed) {
   auto store = history();
   const unsigned id = store.add(kGood, "blank").id;
