@@ -162,6 +162,10 @@ TEST_F(PowerBlankerTest, SnapshotIsBlankedRestoredAndCarriedByTheDocument) {
   }
   EXPECT_TRUE(Access::restore(*blanker));
   EXPECT_EQ(powerModes(), Modes(1, 2));
+  saved["initialMonitors"][0]["name"] = std::string(40, 'n');
+  make(saved.toStyledString());
+  EXPECT_NE(blanker->getSavedDisplayStates().find('"' + std::string(31, 'n') + '"'), std::string::npos)
+      << "a long name is cut to the 31 units before the terminator";
 }
 
 }  // namespace
