@@ -61,7 +61,7 @@ std::string WindowsScreenBlanker::getSavedDisplayStates() const {
   Json::Value root;
   root["GammaBlanking"] = gammaBlanker ? gammaBlanker->toJson() : Json::Value();
   if ((supportedMethods.load() & DPMSBlanking) != 0) {
-    const bool saved = dpmsStatesSavedCondition.wait_for(lock, kSavedStateLimit,
+    const bool saved = dpmsStatesSavedCondition.wait_for(lock, savedStateLimit,
                                                          [this] { return dpmsStatesSaved; });
     if (!saved) {
       velmo::logging::logAt(

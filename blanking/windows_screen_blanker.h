@@ -80,6 +80,8 @@ class WindowsScreenBlanker : public IOSScreenBlanker {
   std::mutex statusMutex;
   std::condition_variable requestCompletedCondition;
   mutable std::condition_variable dpmsStatesSavedCondition;
+  // How long getSavedDisplayStates waits for the snapshot: kSavedStateLimit, shorter only in tests.
+  std::chrono::milliseconds savedStateLimit{kSavedStateLimit};
   std::mutex requestMutex;
   std::condition_variable requestCondition;
   std::atomic<std::uint32_t> supportedMethods{NoBlanking | GammaBlanking};

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -48,6 +49,7 @@ class WindowsScreenBlankerTestAccess {
     std::lock_guard<std::mutex> lock(b.requestMutex);
     return b.requestedMethods;
   }
+  static void setSavedStateLimit(Blanker& b, std::chrono::milliseconds limit) { b.savedStateLimit = limit; }
   static void setRequestedMethods(Blanker& b, std::uint32_t methods) {
     std::lock_guard<std::mutex> lock(b.requestMutex);
     b.requestedMethods = methods;
