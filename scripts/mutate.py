@@ -4,8 +4,8 @@
 Puts one small fault at a time into a C++ source file of the product (a comparison flipped, a
 constant moved by one, a call statement left out, true for false, && for ||, a negation dropped),
 rebuilds the debug build (incrementally), runs the tests but the chaos rounds
-(ctest -LE '^chaos$', stopping at the first failure) and restores the file, always, also on
-Ctrl+C. Each mutant is printed as KILLED (a test failed), SURVIVED (every test passed) or
+(ctest -LE '^chaos$', stopping at the first failure; a test past 60 s fails: a mutant that hangs)
+and restores the file, always, also on Ctrl+C. Each mutant is printed as KILLED (a test failed), SURVIVED (every test passed) or
 NO-BUILD (it does not compile), with file:line and the change; the summary gives the score per
 folder: killed / (killed + survived).
 
@@ -204,7 +204,7 @@ def main():
                     outcome = "NO-BUILD"
                 else:
                     status = run(["ctest", "--test-dir", build, "-LE", "^chaos$", "--stop-on-failure",
-                                  "-j", str(args.test_jobs), "--timeout", "300"], args.test_timeout)
+                                  "-j", str(args.test_jobs), "--timeout", "60"], args.test_timeout)
                     outcome = "SURVIVED" if status == 0 else "KILLED"
             finally:
                 restorer.restore()
