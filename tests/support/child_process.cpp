@@ -5,8 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
+#include <thread>
 
 namespace testing_support {
 namespace {
@@ -59,8 +61,15 @@ void ChildProcess::signal(int number) const {
 }
 
 ProcessResult ChildProcess::wait() {
+  // A child that hangs is killed after a minute, so that a test never waits without end.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   int raw = 0;
-  const bool ended = pid > 0 && ::waitpid(pid, &raw, 0) == pid;
+  pid_t reaped = 0;
+  while (pid > 0 && (reaped = ::waitpid(pid, &raw, WNOHANG)) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) ::kill(pid, SIGKILL);
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  const bool ended = pid > 0 && reaped == pid;
   pid = -1;
   return {ended ? (WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw)) : -1,
           slurp(output.get()), slurp(error.get())};

@@ -26,7 +26,7 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  // Waits for the child to end and gives its status and output.
+  // Waits for the child to end (killing it after a minute) and gives its status and output.
   ProcessResult wait();
 
   // Sends the child a signal (SIGKILL, SIGINT, ...) while it runs.
