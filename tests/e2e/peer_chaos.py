@@ -156,6 +156,9 @@ class Chaos:
             try:
                 self.round(number)
                 self.check(number)
+                if number % 100 == 0 and number < rounds:
+                    print(f"chaos: {number} of {rounds} rounds passed ({time.monotonic() - started:.0f} s)",
+                          flush=True)
             except AssertionError as failure:
                 print(f"chaos: round {number} FAILED: {failure}", flush=True)
                 print(f"chaos: round {number}: {self.story}", flush=True)
