@@ -199,6 +199,20 @@ INSTANTIATE_TEST_SUITE_P(Failures, KeepDocumentTest, ::testing::Values(
     StoreFailure{"diskFullEverywhere", [] { sim::setLastError(ERROR_DISK_FULL); return std::optional<BOOL>(FALSE); }, true}),
     [](const auto& info) { return std::string(info.param.name); });
 
+// Rescue names are tried up to the thousandth, each created, never replacing one that is there.
+TEST_F(DocumentHistoryTest, TheThousandthRescueNameIsTheLastTried) {
+  auto store = history();
+  std::vector<std::string> tried;
+  sim::test::ScopedHook move(&platform::MoveFileExW, [&](LPCWSTR, LPCWSTR target, DWORD flags) {
+    tried.push_back(velmo::wideToUtf8(target));
+    const bool last = tried.back().find("-1000.json") != std::string::npos;
+    sim::setLastError(tried.size() == 1 ? ERROR_DISK_FULL : ERROR_ALREADY_EXISTS);
+    return last && !(flags & MOVEFILE_REPLACE_EXISTING) ? std::nullopt : std::optional<BOOL>(FALSE);
+  });
+  EXPECT_FALSE(peer::keepDocument(store, kGood, "blank"));
+  EXPECT_EQ(tried.size(), 1u + 1000u) << "the record, then every rescue name";
+}
+
 TEST_F(DocumentHistoryTest, TheSingleDocumentOfAnEarlierPeerBecomesTheFirstRecord) {
   peer::writeFileDurably(simRoot / "store" / "document.json", kGood);
   peer::writeFileDurably(simRoot / "store" / "document.state", "held\n");
