@@ -20,13 +20,15 @@ struct OutputCase {
   std::size_t size;
   const char* tail;                // how the kept output ends
   std::vector<std::string> args{};  // the script's $1...
+  const char* relayed = nullptr;    // with the relay on: what it prints
 };
 
 class ToolOutputTest : public ToolRunTest, public ::testing::WithParamInterface<OutputCase> {};
 
 // Everything the tool writes on either stream is kept, up to the last 256 KiB.
 TEST_P(ToolOutputTest, KeepsWhatTheToolWroteUpToItsBound) {
-  peer::ToolOutput output(false);
+  testing::internal::CaptureStdout();
+  peer::ToolOutput output(GetParam().relayed != nullptr);
   std::vector<std::string> arguments{"-c", GetParam().script, "sh"};
   arguments.insert(arguments.end(), GetParam().args.begin(), GetParam().args.end());
   peer::ToolProcess tool("/bin/sh", arguments, output.childEnd());
@@ -34,13 +36,14 @@ TEST_P(ToolOutputTest, KeepsWhatTheToolWroteUpToItsBound) {
   EXPECT_EQ(tool.waitFor(std::chrono::seconds(20)), 0);
   tool.endJob();
   const std::string kept = output.finish(std::chrono::seconds(2));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), GetParam().relayed ? GetParam().relayed : "");
   EXPECT_EQ(kept.size(), GetParam().size);
   const std::string tail = GetParam().tail;
   EXPECT_EQ(kept.substr(kept.size() - std::min(kept.size(), tail.size())), tail);
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, ToolOutputTest, ::testing::Values(
-    OutputCase{"printf 'a\\n'; printf 'b' >&2", 3, "a\nb"},
+    OutputCase{"printf 'a\\n'; printf 'b' >&2", 3, "a\nb", {}, "[tool] a\n[tool] b\n"},
     OutputCase{"head -c 300000 /dev/zero | tr '\\0' x; printf end", peer::ToolOutput::kKeptBytes, "xxend"},
     // Arguments arrive as given, whatever spaces, quotes and backslashes they hold.
     OutputCase{"printf '<%s>' \"$@\"", 38, R"(<a><><b c><C:\d x\><"q"><\"e f><\\s\h>)",

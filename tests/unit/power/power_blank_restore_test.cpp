@@ -162,6 +162,8 @@ TEST_F(PowerBlankerTest, SnapshotIsBlankedRestoredAndCarriedByTheDocument) {
   }
   EXPECT_TRUE(Access::restore(*blanker));
   EXPECT_EQ(powerModes(), Modes(1, 2));
+  make(R"({"initialMonitors": []})");
+  EXPECT_TRUE(Access::restore(*blanker)) << "a snapshot of no monitors has nothing to restore";
   saved["initialMonitors"][0]["name"] = std::string(40, 'n');
   make(saved.toStyledString());
   EXPECT_NE(blanker->getSavedDisplayStates().find('"' + std::string(31, 'n') + '"'), std::string::npos)
