@@ -35,7 +35,8 @@ bool fill(sockaddr_un& address, const std::filesystem::path& path) {
 
 // A new stream socket and the address of `path` for it; empty when either cannot be had.
 FileDescriptor socketFor(const std::filesystem::path& path, sockaddr_un& address) {
-  return FileDescriptor(fill(address, path) ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1);
+  return FileDescriptor(fill(address, path) ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)
+                                            : -1);
 }
 
 std::uint64_t fnv1a(const std::string& text) {

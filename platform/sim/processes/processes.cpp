@@ -184,7 +184,8 @@ BOOL CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine,
   lpProcessInformation->hProcess =
       sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<sim::ChildProcess>(child.pid));
   lpProcessInformation->hThread =
-      sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<sim::ChildThread>(std::move(child.gate)));
+      sim::insertHandle(sim::HandleKind::Kernel,
+                        std::make_shared<sim::ChildThread>(std::move(child.gate)));
   lpProcessInformation->dwProcessId = static_cast<DWORD>(child.pid);
   lpProcessInformation->dwThreadId = static_cast<DWORD>(child.pid);
   return TRUE;
