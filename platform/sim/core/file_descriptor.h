@@ -1,12 +1,19 @@
-// Sim only: the owner of a host file descriptor, closed with close(2) when dropped.
+// Sim only: the owners of host descriptors, each closed with its own function when dropped.
 #pragma once
 
+#include <dirent.h>
 #include <unistd.h>
+
+#include <cstdio>
 
 #include "common/unique_handle.h"
 
 namespace sim {
 
 using FileDescriptor = velmo::UniqueHandle<int, &::close, -1>;
+
+using DirectoryStream = velmo::UniqueHandle<DIR*, &::closedir, 0>;
+
+using FileStream = velmo::UniqueHandle<std::FILE*, &std::fclose, 0>;
 
 }  // namespace sim

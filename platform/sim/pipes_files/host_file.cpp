@@ -18,6 +18,7 @@
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
 #include "platform/sim/pipes_files/byte_stream.h"
+#include "platform/sim/core/file_descriptor.h"
 #include "platform/sim/core/machine.h"
 #include "platform/sim/core/utf.h"
 #include "platform/sim/core/file_names.h"
@@ -75,9 +76,10 @@ DWORD ioError(int error) { return error == ENOSPC ? ERROR_DISK_FULL : ERROR_GEN_
 // An open regular file. It holds its entry in the machine's table of open handles until closed.
 class HostFile : public ByteStream {
  public:
-  HostFile(int fd, DWORD access, std::string token) : fd(fd), access(access), token(std::move(token)) {}
+  HostFile(FileDescriptor fd, DWORD access, std::string token)
+      : fd(std::move(fd)), access(access), token(std::move(token)) {}
   ~HostFile() override {
-    ::close(fd);
+    fd.reset();  // its locks go before its entry does
     try {
       MachineLock lock;
       forgetOpenHandle(token);
@@ -93,7 +95,7 @@ class HostFile : public ByteStream {
     }
     ssize_t n;
     do {
-      n = ::read(fd, buffer, size);
+      n = ::read(fd.get(), buffer, size);
     } while (n < 0 && errno == EINTR);
     if (n < 0) {
       return fail(ioError(errno));
@@ -109,7 +111,7 @@ class HostFile : public ByteStream {
     const char* bytes = static_cast<const char*>(buffer);
     DWORD written = 0;
     while (written < size) {
-      const ssize_t n = ::write(fd, bytes + written, size - written);
+      const ssize_t n = ::write(fd.get(), bytes + written, size - written);
       if (n < 0) {
         if (errno == EINTR) {
           continue;
@@ -127,13 +129,13 @@ class HostFile : public ByteStream {
     if (!(access & GENERIC_WRITE)) {
       return fail(ERROR_ACCESS_DENIED);
     }
-    return ::fsync(fd) == 0 ? TRUE : fail(ioError(errno));
+    return ::fsync(fd.get()) == 0 ? TRUE : fail(ioError(errno));
   }
 
   BOOL lock(int operation) {
     int result;
     do {
-      result = ::flock(fd, operation);
+      result = ::flock(fd.get(), operation);
     } while (result != 0 && errno == EINTR);
     if (result == 0) {
       return TRUE;
@@ -142,7 +144,7 @@ class HostFile : public ByteStream {
   }
 
  private:
-  const int fd;
+  FileDescriptor fd;
   const DWORD access;
   const std::string token;
 };
@@ -186,10 +188,10 @@ int dispositionFlags(DWORD disposition) {
 // Syncs the directory that holds `path`, so that a rename into it survives a crash.
 void syncDirectoryOf(const std::string& path) {
   fs::path parent = fs::path(path).parent_path();
-  const int fd = ::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd >= 0) {
-    ::fsync(fd);
-    ::close(fd);
+  const FileDescriptor fd(
+      ::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (fd) {
+    ::fsync(fd.get());
   }
 }
 
@@ -208,7 +210,7 @@ HANDLE openHostFile(const WCHAR* path, DWORD desiredAccess, DWORD shareMode,
     fail(host.error);
     return INVALID_HANDLE_VALUE;
   }
-  int fd = -1;
+  FileDescriptor fd;
   std::string token;
   bool existed = false;
   {
@@ -229,20 +231,19 @@ HANDLE openHostFile(const WCHAR* path, DWORD desiredAccess, DWORD shareMode,
     }
     const mode_t mode = (flagsAndAttributes & FILE_ATTRIBUTE_READONLY) ? 0444 : 0644;
     do {
-      fd = ::open(host.path.c_str(), openFlags(desiredAccess) | disposition, mode);
-    } while (fd < 0 && errno == EINTR);
-    if (fd < 0) {
+      fd.reset(::open(host.path.c_str(), openFlags(desiredAccess) | disposition, mode));
+    } while (!fd && errno == EINTR);
+    if (!fd) {
       fail(pathError(errno, host.path));
       return INVALID_HANDLE_VALUE;
     }
     // CREATE_ALWAYS makes an existing file read-only when asked to, as creation does.
     if (existed && creationDisposition == CREATE_ALWAYS && (flagsAndAttributes & FILE_ATTRIBUTE_READONLY)) {
-      ::fchmod(fd, before.st_mode & 07555);
+      ::fchmod(fd.get(), before.st_mode & 07555);
     }
     struct stat info;
-    if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
+    if (::fstat(fd.get(), &info) != 0 || S_ISDIR(info.st_mode)) {
       // A directory opens only with backup semantics, which the sim does not offer.
-      ::close(fd);
       fail(ERROR_ACCESS_DENIED);
       return INVALID_HANDLE_VALUE;
     }
@@ -250,7 +251,8 @@ HANDLE openHostFile(const WCHAR* path, DWORD desiredAccess, DWORD shareMode,
   }
   const bool reportsExisting = creationDisposition == CREATE_ALWAYS || creationDisposition == OPEN_ALWAYS;
   platform::SetLastError(reportsExisting && existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
-  return insertHandle(HandleKind::Kernel, std::make_shared<HostFile>(fd, desiredAccess, std::move(token)));
+  return insertHandle(HandleKind::Kernel,
+                      std::make_shared<HostFile>(std::move(fd), desiredAccess, std::move(token)));
 }
 
 BOOL lockHostFile(HANDLE file, bool exclusive, bool failImmediately) {

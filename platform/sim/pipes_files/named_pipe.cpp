@@ -14,6 +14,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
@@ -186,76 +187,68 @@ class PipeEnd : public ByteStream {
 // A client end of a named pipe, or one end of an anonymous pipe: a socket of its own.
 class PipeClientEnd : public PipeEnd {
  public:
-  PipeClientEnd(int fd, DWORD access, bool inheritable = false, int holdFd = -1)
+  PipeClientEnd(FileDescriptor socket, DWORD access, bool inheritable = false,
+                FileDescriptor hold = {})
       : PipeEnd((access & GENERIC_READ) != 0, (access & GENERIC_WRITE) != 0),
-        inheritable(inheritable), fd(fd), holdFd(holdFd) {}
-  ~PipeClientEnd() override {
-    unixsocket::closeFd(fd);
-    unixsocket::closeFd(holdFd);
-  }
+        inheritable(inheritable), hold(std::move(hold)), socket(std::move(socket)) {}
 
   const bool inheritable;
-  int descriptor() const { return fd; }
+  int descriptor() const { return socket.get(); }
 
  protected:
-  int connection() override { return fd; }
+  int connection() override { return socket.get(); }
 
  private:
-  int fd;
-  int holdFd;  // a named pipe's client keeps its instance alive through it (pipe_table.h)
+  // A named pipe's client keeps its instance alive through `hold` (pipe_table.h). Declared
+  // first, so that it is given up only once the socket has closed.
+  const FileDescriptor hold;
+  const FileDescriptor socket;
 };
 
 class PipeServerEnd : public PipeEnd {
  public:
-  PipeServerEnd(std::string key, int id, DWORD openMode, int livenessFd, int listenFd)
+  PipeServerEnd(std::string key, int id, DWORD openMode, FileDescriptor liveness,
+                FileDescriptor listener)
       : PipeEnd((openMode & PIPE_ACCESS_INBOUND) != 0, (openMode & PIPE_ACCESS_OUTBOUND) != 0),
-        key(std::move(key)), id(id), livenessFd(livenessFd), listenFd(listenFd) {}
+        key(std::move(key)), id(id), liveness(std::move(liveness)), listener(std::move(listener)) {}
 
   // The instance stays while a client still holds its end: that client reads what is left, then
   // ERROR_BROKEN_PIPE, and the instance counts against the pipe's limit until it closes too.
   ~PipeServerEnd() override {
     PipeTable table;
     table.setState(key, id, PipeInstanceState::Disconnected);
-    int fd = connected.exchange(-1);
-    unixsocket::closeFd(fd);
-    unixsocket::closeFd(listenFd);
-    unixsocket::closeFd(livenessFd);
+    connected.reset();
+    listener.reset();
+    liveness.reset();
     table.liveInstances(key);  // removes the instance when no client holds it
   }
 
   BOOL connect() {
     {
       std::lock_guard<std::mutex> guard(mutex);
-      if (connected.load() >= 0) {
-        return alreadyConnected(connected.load());
+      if (connected) {
+        return alreadyConnected(connected.get());
       }
       PipeTable table;
       if (table.state(key, id) == PipeInstanceState::Connected) {
-        const int fd = unixsocket::acceptOne(listenFd, false);
-        if (fd < 0) {
-          return fail(ERROR_GEN_FAILURE);
-        }
-        connected.store(fd);
-        return alreadyConnected(fd);
+        connected = unixsocket::acceptOne(listener.get(), false);
+        return connected ? alreadyConnected(connected.get()) : fail(ERROR_GEN_FAILURE);
       }
       table.setState(key, id, PipeInstanceState::Listening);
     }
     CancellableCall call;
-    int fd = -1;
-    while (fd < 0) {
-      if (call.wait(listenFd, POLLIN) == WaitResult::Cancelled) {
+    FileDescriptor fd;
+    while (!fd) {
+      if (call.wait(listener.get(), POLLIN) == WaitResult::Cancelled) {
         return fail(ERROR_OPERATION_ABORTED);  // the instance keeps listening
       }
-      fd = unixsocket::acceptOne(listenFd, false);
-      if (fd < 0 && errno != EAGAIN) {
-        break;
+      fd = unixsocket::acceptOne(listener.get(), false);
+      if (!fd && errno != EAGAIN) {
+        return fail(ERROR_GEN_FAILURE);
       }
     }
-    if (fd < 0) {
-      return fail(ERROR_GEN_FAILURE);
-    }
     std::lock_guard<std::mutex> guard(mutex);
-    connected.store(fd);
+    connected = std::move(fd);
     return TRUE;
   }
 
@@ -277,13 +270,11 @@ class PipeServerEnd : public PipeEnd {
   BOOL disconnect() {
     std::lock_guard<std::mutex> guard(mutex);
     PipeTable table;
-    int fd = connected.exchange(-1);
-    if (fd >= 0) {
-      unixsocket::closeFd(fd);
+    if (connected) {
+      connected.reset();
     } else if (table.state(key, id) == PipeInstanceState::Connected) {
       // A client that connected before the server took it: drop it from the queue.
-      while ((fd = unixsocket::acceptOne(listenFd, false)) >= 0) {
-        unixsocket::closeFd(fd);
+      while (unixsocket::acceptOne(listener.get(), false)) {
       }
     }
     table.releaseClient(key, id);
@@ -294,18 +285,16 @@ class PipeServerEnd : public PipeEnd {
  protected:
   // A client may connect before ConnectNamedPipe; I/O then takes it, as Windows allows.
   int connection() override {
-    int fd = connected.load();
-    if (fd >= 0) {
-      return fd;
-    }
     std::lock_guard<std::mutex> guard(mutex);
+    if (connected) {
+      return connected.get();
+    }
     PipeTable table;
     switch (table.state(key, id)) {
       case PipeInstanceState::Connected:
-        fd = unixsocket::acceptOne(listenFd, false);
-        if (fd >= 0) {
-          connected.store(fd);
-          return fd;
+        connected = unixsocket::acceptOne(listener.get(), false);
+        if (connected) {
+          return connected.get();
         }
         fail(ERROR_PIPE_NOT_CONNECTED);
         return -1;
@@ -328,9 +317,9 @@ class PipeServerEnd : public PipeEnd {
 
   const std::string key;
   const int id;
-  int livenessFd;
-  int listenFd;
-  std::atomic<int> connected{-1};
+  FileDescriptor liveness;
+  FileDescriptor listener;
+  FileDescriptor connected;  // guarded by `mutex`
   std::mutex mutex;
 };
 
@@ -378,20 +367,20 @@ HANDLE createPipeInstance(const std::string& key, DWORD openMode, DWORD maxInsta
       return INVALID_HANDLE_VALUE;
     }
   }
-  int livenessFd = -1;
+  FileDescriptor liveness;
   const int id = table.addInstance(key, PipeSettings{openMode, maxInstances, defaultTimeout},
-                                   PipeSecurity{callerSids().front(), descriptor}, livenessFd);
-  const int listenFd = unixsocket::listenAt(table.socketPath(key, id));
-  if (listenFd < 0) {
+                                   PipeSecurity{callerSids().front(), descriptor}, liveness);
+  FileDescriptor listener = unixsocket::listenAt(table.socketPath(key, id));
+  if (!listener) {
     table.removeInstance(key, id);
-    unixsocket::closeFd(livenessFd);
     fail(ERROR_GEN_FAILURE);
     return INVALID_HANDLE_VALUE;
   }
   // A fresh instance accepts a client before ConnectNamedPipe, as on Windows.
   table.setState(key, id, PipeInstanceState::Listening);
   return insertHandle(HandleKind::Kernel,
-                      std::make_shared<PipeServerEnd>(key, id, openMode, livenessFd, listenFd));
+                      std::make_shared<PipeServerEnd>(key, id, openMode, std::move(liveness),
+                                                      std::move(listener)));
 }
 
 HANDLE openPipeClient(const std::string& key, DWORD desiredAccess) {
@@ -413,20 +402,20 @@ HANDLE openPipeClient(const std::string& key, DWORD desiredAccess) {
     if (table.state(key, id) != PipeInstanceState::Listening) {
       continue;
     }
-    int fd = unixsocket::connectTo(table.socketPath(key, id));
-    if (fd < 0) {
+    FileDescriptor socket = unixsocket::connectTo(table.socketPath(key, id));
+    if (!socket) {
       continue;
     }
-    const int holdFd = table.holdForClient(key, id);
-    if (holdFd < 0) {
-      unixsocket::closeFd(fd);
+    FileDescriptor hold = table.holdForClient(key, id);
+    if (!hold) {
       fail(ERROR_GEN_FAILURE);
       return INVALID_HANDLE_VALUE;
     }
     table.setState(key, id, PipeInstanceState::Connected);
     platform::SetLastError(ERROR_SUCCESS);
     return insertHandle(HandleKind::Kernel,
-                        std::make_shared<PipeClientEnd>(fd, desiredAccess, false, holdFd));
+                        std::make_shared<PipeClientEnd>(std::move(socket), desiredAccess, false,
+                                                        std::move(hold)));
   }
   fail(ERROR_PIPE_BUSY);
   return INVALID_HANDLE_VALUE;
@@ -466,11 +455,15 @@ BOOL createAnonymousPipe(HANDLE* readEnd, HANDLE* writeEnd, bool inheritable) {
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) {
     return fail(ERROR_TOO_MANY_OPEN_FILES);
   }
+  FileDescriptor reading(fds[0]);
+  FileDescriptor writing(fds[1]);
   // One direction only, as an anonymous pipe has.
-  ::shutdown(fds[0], SHUT_WR);
-  ::shutdown(fds[1], SHUT_RD);
-  *readEnd = insertHandle(HandleKind::Kernel, std::make_shared<PipeClientEnd>(fds[0], GENERIC_READ, inheritable));
-  *writeEnd = insertHandle(HandleKind::Kernel, std::make_shared<PipeClientEnd>(fds[1], GENERIC_WRITE, inheritable));
+  ::shutdown(reading.get(), SHUT_WR);
+  ::shutdown(writing.get(), SHUT_RD);
+  *readEnd = insertHandle(HandleKind::Kernel,
+                          std::make_shared<PipeClientEnd>(std::move(reading), GENERIC_READ, inheritable));
+  *writeEnd = insertHandle(HandleKind::Kernel,
+                           std::make_shared<PipeClientEnd>(std::move(writing), GENERIC_WRITE, inheritable));
   return TRUE;
 }
 

@@ -61,13 +61,8 @@ void writeSmallFile(const fs::path& path, const std::string& text) {
 // Whether an end holds the lock on one of an instance's files; a lock goes away with its
 // descriptor, and so with the process however it ends.
 bool locked(const fs::path& path) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    return false;
-  }
-  const bool held = ::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-  ::close(fd);
-  return held;
+  const FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  return fd && ::flock(fd.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
 // An instance lives until both its ends are closed, as on Windows.
@@ -169,7 +164,7 @@ std::optional<PipeSecurity> PipeTable::security(const std::string& key) {
 }
 
 int PipeTable::addInstance(const std::string& key, const PipeSettings& settings,
-                           const PipeSecurity& security, int& livenessFd) {
+                           const PipeSecurity& security, FileDescriptor& liveness) {
   fs::create_directories(pipeDir(key));
   const fs::path settingsPath = pipeDir(key) / "settings";
   // The first live instance writes the settings, over whatever an ended server left behind.
@@ -182,18 +177,18 @@ int PipeTable::addInstance(const std::string& key, const PipeSettings& settings,
   const std::vector<int> ids = instanceIds(key);
   int id = ids.empty() ? 1 : ids.back() + 1;
   for (;; ++id) {
-    livenessFd = ::open(instanceFile(key, id, ".alive").c_str(),
-                        O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (livenessFd >= 0) {
+    liveness.reset(::open(instanceFile(key, id, ".alive").c_str(),
+                          O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    if (liveness) {
       break;
     }
     if (errno != EEXIST) {
       throw std::system_error(errno, std::generic_category(), "sim: cannot create a pipe instance");
     }
   }
-  if (::flock(livenessFd, LOCK_EX) != 0) {
+  if (::flock(liveness.get(), LOCK_EX) != 0) {
     const int error = errno;
-    ::close(livenessFd);
+    liveness.reset();
     ::unlink(instanceFile(key, id, ".alive").c_str());
     throw std::system_error(error, std::generic_category(), "sim: cannot lock a pipe instance");
   }
@@ -205,13 +200,12 @@ bool PipeTable::serverOpen(const std::string& key, int id) {
   return locked(instanceFile(key, id, ".alive"));
 }
 
-int PipeTable::holdForClient(const std::string& key, int id) {
+FileDescriptor PipeTable::holdForClient(const std::string& key, int id) {
   const fs::path path = instanceFile(key, id, ".client");
   ::unlink(path.c_str());
-  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-  if (fd >= 0 && ::flock(fd, LOCK_EX | LOCK_NB) != 0) {
-    ::close(fd);
-    return -1;
+  FileDescriptor fd(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  if (fd && ::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
+    return {};
   }
   return fd;
 }

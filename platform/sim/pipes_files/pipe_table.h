@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/sim/core/file_descriptor.h"
 #include "platform/sim/core/machine.h"
 #include "platform/types.h"
 
@@ -47,18 +48,18 @@ class PipeTable {
   // Whether the instance's server end is still open.
   bool serverOpen(const std::string& key, int id);
   // Marks a client end as holding the instance: the descriptor gives the mark up when closed.
-  // -1 on failure.
-  int holdForClient(const std::string& key, int id);
+  // Empty on failure.
+  FileDescriptor holdForClient(const std::string& key, int id);
   // Takes the mark from a client the server disconnected.
   void releaseClient(const std::string& key, int id);
   std::optional<PipeSettings> settings(const std::string& key);
   std::optional<PipeSecurity> security(const std::string& key);
 
-  // Registers a new instance in the Disconnected state and gives its id. `livenessFd` receives
+  // Registers a new instance in the Disconnected state and gives its id. `liveness` receives
   // the descriptor whose lock marks the server as alive; the caller keeps it open for as long as
   // the instance exists.
   int addInstance(const std::string& key, const PipeSettings& settings,
-                  const PipeSecurity& security, int& livenessFd);
+                  const PipeSecurity& security, FileDescriptor& liveness);
   void removeInstance(const std::string& key, int id);
 
   PipeInstanceState state(const std::string& key, int id);

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace sim {
 namespace unixsocket {
@@ -32,17 +33,10 @@ bool fill(sockaddr_un& address, const std::filesystem::path& path) {
   return true;
 }
 
-// A new stream socket and the address of `path` for it; -1 when either cannot be had.
-int socketFor(const std::filesystem::path& path, sockaddr_un& address) {
-  return fill(address, path) ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1;
-}
-
-// Closes a socket whose setup failed, keeping the errno of that failure.
-int abandon(int fd) {
-  const int error = errno;
-  ::close(fd);
-  errno = error;
-  return -1;
+// A new stream socket and the address of `path` for it; empty when either cannot be had.
+FileDescriptor socketFor(const std::filesystem::path& path, sockaddr_un& address) {
+  return FileDescriptor(fill(address, path) ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)
+                                            : -1);
 }
 
 std::uint64_t fnv1a(const std::string& text) {
@@ -65,46 +59,46 @@ std::filesystem::path addressFor(const std::filesystem::path& preferred) {
   return std::filesystem::path("/tmp") / name;
 }
 
-int listenAt(const std::filesystem::path& path) {
+FileDescriptor listenAt(const std::filesystem::path& path) {
   sockaddr_un address;
-  const int fd = socketFor(path, address);
-  if (fd < 0) {
-    return -1;
+  FileDescriptor fd = socketFor(path, address);
+  if (!fd) {
+    return fd;
   }
   ::unlink(address.sun_path);
-  if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      ::listen(fd, kBacklog) != 0) {
-    return abandon(fd);
+  if (::bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      ::listen(fd.get(), kBacklog) != 0) {
+    return {};
   }
   return fd;
 }
 
-int connectTo(const std::filesystem::path& path) {
+FileDescriptor connectTo(const std::filesystem::path& path) {
   sockaddr_un address;
-  const int fd = socketFor(path, address);
-  if (fd < 0) {
-    return -1;
+  FileDescriptor fd = socketFor(path, address);
+  if (!fd) {
+    return fd;
   }
   int result;
   do {
-    result = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    result = ::connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
   } while (result != 0 && errno == EINTR);
-  return result == 0 ? fd : abandon(fd);
+  return result == 0 ? std::move(fd) : FileDescriptor();
 }
 
-int acceptOne(int listenFd, bool wait) {
+FileDescriptor acceptOne(int listenFd, bool wait) {
   if (!wait) {
     pollfd ready{listenFd, POLLIN, 0};
     if (::poll(&ready, 1, 0) != 1) {
       errno = EAGAIN;
-      return -1;
+      return {};
     }
   }
   int fd;
   do {
     fd = ::accept4(listenFd, nullptr, nullptr, SOCK_CLOEXEC);
   } while (fd < 0 && errno == EINTR);
-  return fd;
+  return FileDescriptor(fd);
 }
 
 bool peerClosed(int fd) {
@@ -130,13 +124,6 @@ long peerProcessId(int fd) {
     return -1;
   }
   return credentials.pid;
-}
-
-void closeFd(int& fd) {
-  if (fd >= 0) {
-    ::close(fd);
-    fd = -1;
-  }
 }
 
 }  // namespace unixsocket

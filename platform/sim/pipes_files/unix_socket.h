@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <string>
 
+#include "platform/sim/core/file_descriptor.h"
+
 namespace sim {
 namespace unixsocket {
 
@@ -12,12 +14,12 @@ namespace unixsocket {
 // else a short path in the temporary directory derived from it.
 std::filesystem::path addressFor(const std::filesystem::path& preferred);
 
-// A listening socket bound to `path` (an old file there is replaced). -1 on failure.
-int listenAt(const std::filesystem::path& path);
-// A socket connected to the listener at `path`. -1 on failure.
-int connectTo(const std::filesystem::path& path);
-// Takes one queued connection. With `wait` false it gives -1 at once when none is queued.
-int acceptOne(int listenFd, bool wait);
+// A listening socket bound to `path` (an old file there is replaced). Empty on failure.
+FileDescriptor listenAt(const std::filesystem::path& path);
+// A socket connected to the listener at `path`. Empty on failure.
+FileDescriptor connectTo(const std::filesystem::path& path);
+// Takes one queued connection. With `wait` false it gives an empty one at once when none is queued.
+FileDescriptor acceptOne(int listenFd, bool wait);
 // Whether the other end has closed its socket.
 bool peerClosed(int fd);
 // The number of bytes this end has written that the other end has not read yet; -1 on failure.
@@ -27,7 +29,6 @@ int unreadByPeer(int fd);
 bool resetByPeer(int fd);
 // The id of the process that made the connection at the other end; -1 on failure.
 long peerProcessId(int fd);
-void closeFd(int& fd);
 
 }  // namespace unixsocket
 }  // namespace sim

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 extern char** environ;
 
@@ -78,28 +79,18 @@ StartedChild startChild(const ChildStart& start) {
   if (start.suspended && ::pipe2(gate, O_CLOEXEC) != 0) {
     return started;
   }
-  const int nullFd = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+  const FileDescriptor gateRead(gate[0]);
+  FileDescriptor gateWrite(gate[1]);
+  const FileDescriptor nullFd(::open("/dev/null", O_RDWR | O_CLOEXEC));
   const int limit = descriptorLimit();
-  const pid_t pid = nullFd < 0 ? -1 : ::fork();
+  const pid_t pid = nullFd ? ::fork() : -1;
   if (pid == 0) {
-    runChild(start, argv.data(), nullFd, gate[0], limit);
+    runChild(start, argv.data(), nullFd.get(), gateRead.get(), limit);
   }
-  const int error = errno;
-  if (nullFd >= 0) {
-    ::close(nullFd);
+  if (pid > 0) {
+    started.pid = pid;
+    started.gate = std::move(gateWrite);
   }
-  if (gate[0] >= 0) {
-    ::close(gate[0]);
-  }
-  if (pid < 0) {
-    if (gate[1] >= 0) {
-      ::close(gate[1]);
-    }
-    errno = error;
-    return started;
-  }
-  started.pid = pid;
-  started.gate = gate[1];
   return started;
 }
 

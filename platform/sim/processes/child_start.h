@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/sim/core/file_descriptor.h"
+
 namespace sim {
 
 struct ChildStart {
@@ -23,7 +25,7 @@ constexpr int kSameStream = -2;
 
 struct StartedChild {
   pid_t pid = -1;
-  int gate = -1;  // write end: one byte opens it; closing it first ends the child unrun
+  FileDescriptor gate;  // write end: one byte opens it; closing it first ends the child unrun
 };
 
 // Forks and execs. Every other descriptor of this process is closed in the child, so no handle

@@ -20,11 +20,13 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/errors.h"
 #include "platform/jobs.h"
 #include "platform/pipes_files.h"
+#include "platform/sim/core/file_descriptor.h"
 #include "platform/sim/core/handles.h"
 #include "platform/sim/core/test_api.h"
 #include "platform/sim/processes/process_objects.h"
@@ -41,13 +43,9 @@ constexpr int kScanMilliseconds = 20;
 bool parentAndGroup(pid_t pid, pid_t& parent, pid_t& group) {
   char path[64];
   std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
-  const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    return false;
-  }
+  const sim::FileDescriptor fd(::open(path, O_RDONLY | O_CLOEXEC));
   char text[512];
-  const ssize_t size = ::read(fd, text, sizeof text - 1);
-  ::close(fd);
+  const ssize_t size = fd ? ::read(fd.get(), text, sizeof text - 1) : -1;
   if (size <= 0) {
     return false;
   }
@@ -80,8 +78,8 @@ struct Members {
   void addDescendants() {
     for (bool grown = true; grown;) {
       grown = false;
-      DIR* processes = ::opendir("/proc");
-      for (dirent* entry; processes && (entry = ::readdir(processes));) {
+      const sim::DirectoryStream processes(::opendir("/proc"));
+      for (dirent* entry; processes && (entry = ::readdir(processes.get()));) {
         const pid_t pid = static_cast<pid_t>(std::atoi(entry->d_name));
         pid_t parent = 0;
         pid_t group = 0;
@@ -89,9 +87,6 @@ struct Members {
           add(pid);
           grown = true;
         }
-      }
-      if (processes) {
-        ::closedir(processes);
       }
     }
   }
@@ -137,9 +132,10 @@ struct Members {
 
 class JobObject : public sim::HandleObject {
  public:
-  JobObject(int control, pid_t keeper) : control(control), keeper(keeper) {}
+  JobObject(sim::FileDescriptor control, pid_t keeper)
+      : control(std::move(control)), keeper(keeper) {}
   ~JobObject() override {
-    ::close(control);
+    control.reset();  // the keeper sees the job end and leaves
     int status = 0;
     while (::waitpid(keeper, &status, 0) < 0 && errno == EINTR) {
     }
@@ -150,7 +146,7 @@ class JobObject : public sim::HandleObject {
     if (message != kKillOnClose) {
       members.push_back(message);
     }
-    return ::write(control, &message, sizeof message) == sizeof message;
+    return ::write(control.get(), &message, sizeof message) == sizeof message;
   }
 
   // A member, or a process started (directly or further down) by one, or in the process group
@@ -172,7 +168,7 @@ class JobObject : public sim::HandleObject {
 
  private:
   std::mutex mutex;
-  int control;
+  sim::FileDescriptor control;
   pid_t keeper;
   std::vector<pid_t> members;
 };
@@ -200,32 +196,30 @@ HANDLE CreateJobObjectW(LPSECURITY_ATTRIBUTES lpJobAttributes, LPCWSTR lpName) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
   }
-  const int nullFd = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-  const pid_t keeper = nullFd < 0 ? -1 : ::fork();
+  const sim::FileDescriptor readEnd(control[0]);
+  sim::FileDescriptor writeEnd(control[1]);
+  const sim::FileDescriptor nullFd(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  const pid_t keeper = nullFd ? ::fork() : -1;
   if (keeper == 0) {
     // Only the read end stays open in the keeper: nothing of this process (its standard streams
-    // neither, which a caller may wait on) lives on in it.
-    const int readEnd = ::dup2(control[0], 3);
+    // neither, which a caller may wait on) lives on in it. Closed by number: a forked child.
+    const int kept = ::dup2(readEnd.get(), 3);
     for (int stream = 0; stream < 3; ++stream) {
-      ::dup2(nullFd, stream);
+      ::dup2(nullFd.get(), stream);
     }
     if (::syscall(SYS_close_range, 4, ~0u, 0) != 0) {
       for (int fd = 4; fd < 65536; ++fd) {
         ::close(fd);
       }
     }
-    keep(readEnd);
-  }
-  ::close(control[0]);
-  if (nullFd >= 0) {
-    ::close(nullFd);
+    keep(kept);
   }
   if (keeper < 0) {
-    ::close(control[1]);
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
   }
-  return sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<JobObject>(control[1], keeper));
+  return sim::insertHandle(sim::HandleKind::Kernel,
+                           std::make_shared<JobObject>(std::move(writeEnd), keeper));
 }
 
 BOOL SetInformationJobObject(HANDLE hJob, JOBOBJECTINFOCLASS JobObjectInformationClass,

@@ -33,12 +33,9 @@ bool ProcessIdentity::reap(bool block) {
   for (;;) {
     char path[64];
     std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
-    std::FILE* stat = std::fopen(path, "r");
+    const FileStream stat(std::fopen(path, "r"));
     char state = 0;
-    const bool found = stat && std::fscanf(stat, "%*d (%*[^)]) %c", &state) == 1;
-    if (stat) {
-      std::fclose(stat);
-    }
+    const bool found = stat && std::fscanf(stat.get(), "%*d (%*[^)]) %c", &state) == 1;
     if (!found || state == 'Z' || state == 'X') {
       return true;
     }
@@ -110,25 +107,17 @@ bool ChildProcess::terminate(DWORD code) {
   return true;
 }
 
-ChildThread::~ChildThread() {
-  // A gate closed without the byte that opens it ends the child before its program runs.
-  if (gate >= 0) {
-    ::close(gate);
-  }
-}
-
 DWORD ChildThread::resume() {
   std::lock_guard<std::mutex> lock(mutex);
-  if (gate < 0) {
+  if (!gate) {
     return 0;
   }
   const char open = 'g';
   ssize_t written;
   do {
-    written = ::write(gate, &open, 1);
+    written = ::write(gate.get(), &open, 1);
   } while (written < 0 && errno == EINTR);
-  ::close(gate);
-  gate = -1;
+  gate.reset();
   return 1;
 }
 

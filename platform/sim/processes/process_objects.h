@@ -9,7 +9,9 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 
+#include "platform/sim/core/file_descriptor.h"
 #include "platform/sim/core/handles.h"
 #include "platform/types.h"
 
@@ -51,14 +53,14 @@ class ChildProcess : public ProcessIdentity {
 // The first thread of a child. While `gate` is open the child waits before running its program.
 class ChildThread : public HandleObject {
  public:
-  explicit ChildThread(int gate) : gate(gate) {}
-  ~ChildThread() override;
+  explicit ChildThread(FileDescriptor gate) : gate(std::move(gate)) {}
   // The suspend count before the call: 1 when this opened the gate, 0 when it was open.
   DWORD resume();
 
  private:
   std::mutex mutex;
-  int gate;
+  // Closed without the byte that opens it, the gate ends the child before its program runs.
+  FileDescriptor gate;
 };
 
 // The process behind a handle; null with ERROR_INVALID_HANDLE when it is none.

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/errors.h"
@@ -175,7 +176,7 @@ BOOL CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine,
   chooseStreams(*lpStartupInfo, bInheritHandles, dwCreationFlags, list, start.streams);
   start.newProcessGroup = (dwCreationFlags & CREATE_NEW_PROCESS_GROUP) != 0;
   start.suspended = (dwCreationFlags & CREATE_SUSPENDED) != 0;
-  const sim::StartedChild child = sim::startChild(start);
+  sim::StartedChild child = sim::startChild(start);
   if (child.pid < 0) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return FALSE;
@@ -183,7 +184,8 @@ BOOL CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine,
   lpProcessInformation->hProcess =
       sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<sim::ChildProcess>(child.pid));
   lpProcessInformation->hThread =
-      sim::insertHandle(sim::HandleKind::Kernel, std::make_shared<sim::ChildThread>(child.gate));
+      sim::insertHandle(sim::HandleKind::Kernel,
+                        std::make_shared<sim::ChildThread>(std::move(child.gate)));
   lpProcessInformation->dwProcessId = static_cast<DWORD>(child.pid);
   lpProcessInformation->dwThreadId = static_cast<DWORD>(child.pid);
   return TRUE;
