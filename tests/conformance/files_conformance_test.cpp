@@ -25,7 +25,7 @@ HANDLE openFile(const platform::WideString& name, DWORD access, DWORD dispositio
 
 bool writeFile(const platform::WideString& name, const std::string& content) {
   Handle file(openFile(name, GENERIC_WRITE, CREATE_ALWAYS));
-  return file.valid() && writeAll(file.get(), content) &&
+  return file && writeAll(file.get(), content) &&
          platform::FlushFileBuffers(file.get()) != FALSE;
 }
 
@@ -34,7 +34,7 @@ std::string readStart(const platform::WideString& name) {
   Handle file(openFile(name, GENERIC_READ, OPEN_EXISTING));
   char buffer[100];
   DWORD count = 0;
-  const bool read = file.valid() && platform::ReadFile(file.get(), buffer, sizeof buffer, &count, nullptr);
+  const bool read = file && platform::ReadFile(file.get(), buffer, sizeof buffer, &count, nullptr);
   return read ? std::string(buffer, count) : "(read failed)";
 }
 
@@ -48,7 +48,7 @@ class FileOpenFailureTest : public ::testing::TestWithParam<OpenFailure> {};
 
 TEST_P(FileOpenFailureTest, GivesTheWindowsErrorCode) {
   ASSERT_TRUE(writeFile(fileName("existing"), "x"));
-  EXPECT_FALSE(Handle(openFile(widen(GetParam().path), GENERIC_READ | GENERIC_WRITE, GetParam().disposition)).valid());
+  EXPECT_FALSE(Handle(openFile(widen(GetParam().path), GENERIC_READ | GENERIC_WRITE, GetParam().disposition)));
   EXPECT_EQ(platform::GetLastError(), GetParam().error);
 }
 
@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, FileOpenFailureTest,
 TEST(FileConformance, CreateAlwaysTruncatesAndReadOnlyHandleCannotWrite) {
   const auto name = fileName("truncate");
   ASSERT_TRUE(writeFile(name, "old content"));
-  ASSERT_TRUE(Handle(openFile(name, GENERIC_WRITE, CREATE_ALWAYS)).valid());
+  ASSERT_TRUE(Handle(openFile(name, GENERIC_WRITE, CREATE_ALWAYS)));
   EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
   EXPECT_EQ(readStart(name), "");
   Handle file(openFile(name, GENERIC_READ, OPEN_EXISTING));

@@ -29,7 +29,7 @@ TEST_F(SimPipesTest, RacingClientsClaimEachInstanceOnce) {
   constexpr int kInstances = 3;
   std::deque<Handle> servers;
   for (int i = 0; i < kInstances; ++i) {
-    ASSERT_TRUE(servers.emplace_back(createServer(kName, kInstances)).valid());
+    ASSERT_TRUE(servers.emplace_back(createServer(kName, kInstances)));
   }
   std::vector<std::pair<HANDLE, DWORD>> clients(8);  // the handle and the last error after it
   std::atomic<bool> go{false};
