@@ -115,12 +115,6 @@ TEST_F(WindowsScreenBlankerTest, UnsupportedBitsAreDroppedWithAnError) {
   EXPECT_EQ(blanker->getCurrentMethods(), 1u);
 }
 
-TEST_F(WindowsScreenBlankerTest, RestoreWithoutBlankStillRunsAPass) {
-  makeBlanker()->requestScreenBlanking(IOSScreenBlanker::NoBlanking);
-  EXPECT_TRUE(log.contains("Request to restore succeeded"));
-  EXPECT_TRUE(log.contains("Restored initial device gamma ramps and successfully validated"));
-}
-
 // The whole road back through a restore run is the end-to-end test's, and the reader's answers
 // to hostile documents are e2e_schema_versus_reader's; here the document's form.
 TEST_F(WindowsScreenBlankerTest, SavedDocumentIsOneGammaObjectEndingInOneLineFeed) {

@@ -51,13 +51,6 @@ TEST_F(GammaTest, DisplayIsActiveWhileItsMonitorIsOn) {
   }
 }
 
-TEST(LinearRamp, StepsBy255InEveryChannel) {
-  const sim::RampWords words = toWords(linearRamp());
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    ASSERT_EQ(words[i], 255 * (i % 256)) << i;
-  }
-}
-
 constexpr int kFailedRead = -1;
 
 // Stands in for GetDeviceGammaRamp: read n gives samples[n] as green[255] of the identity ramp

@@ -22,6 +22,10 @@ inline std::string system32Path(const std::string& name) {
   return (sim::system32Dir() / name).string();
 }
 
+inline void changeDxva2(const std::function<void(sim::SimLibrary&)>& change) {
+  ASSERT_TRUE(sim::updateSystem32Library("dxva2.dll", change));
+}
+
 class LibraryTest : public testing_support::SimTest {
  protected:
   std::unique_ptr<velmo::logging::LoggerBase> subLogger() {
@@ -30,10 +34,6 @@ class LibraryTest : public testing_support::SimTest {
   static std::size_t callCount(const std::string& operation) {
     return sim::test::callsOf(operation).size();
   }
-  static void changeDxva2(const std::function<void(sim::SimLibrary&)>& change) {
-    ASSERT_TRUE(sim::updateSystem32Library("dxva2.dll", change));
-  }
-
   testing_support::RecordingLogger logger;
 };
 
