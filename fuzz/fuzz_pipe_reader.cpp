@@ -74,9 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FUZZ_CHECK(message == expected && next == used + (total > kLimit ? 0 : 1));
   const std::vector<std::string> lines = log.messages();
   FUZZ_CHECK(lines.size() == used + (total == 0 || total > kLimit ? 1 : 0));
-  for (std::size_t i = 0; i < used; ++i) {
-    FUZZ_CHECK(lines[i].compare(0, 10, "Received \"") == 0);
-  }
+  for (std::size_t i = 0; i < used; ++i) FUZZ_CHECK(lines[i].compare(0, 10, "Received \"") == 0);
   FUZZ_CHECK(total != 0 || lines.back() == "Failed to read from pipe due to error " +
                                                std::to_string(reads[used].error));
   return 0;

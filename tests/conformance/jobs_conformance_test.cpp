@@ -53,9 +53,7 @@ Child start(const std::string& role, DWORD flags, HANDLE output = nullptr, HANDL
   PROCESS_INFORMATION info{};
   const BOOL started = platform::CreateProcessW(nullptr, line.data(), nullptr, nullptr, output != nullptr,
                                                 flags, nullptr, nullptr, &startup.StartupInfo, &info);
-  if (output) {
-    platform::DeleteProcThreadAttributeList(startup.lpAttributeList);
-  }
+  if (output) platform::DeleteProcThreadAttributeList(startup.lpAttributeList);
   EXPECT_NE(started, 0) << platform::GetLastError();
   Child child;
   if (started) {
@@ -81,9 +79,7 @@ struct AnonymousPipe {
     std::string text;
     char buffer[256];
     DWORD count = 0;
-    while (platform::ReadFile(read.get(), buffer, sizeof buffer, &count, nullptr)) {
-      text.append(buffer, count);
-    }
+    while (platform::ReadFile(read.get(), buffer, sizeof buffer, &count, nullptr)) text.append(buffer, count);
     EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_BROKEN_PIPE));
     return text;
   }

@@ -38,9 +38,7 @@ TEST(LoaderConformance, SearchFindsSystem32LibraryByItsFullPath) {
   const platform::WideString path = moduleFileName(mapped);
   // A full path on either system, in any case: "C:\...\dxva2.dll" or "/.../dxva2.dll".
   std::string text;
-  for (const WCHAR c : path) {
-    text += c < 0x80 ? static_cast<char>(std::tolower(c)) : '?';
-  }
+  for (const WCHAR c : path) text += c < 0x80 ? static_cast<char>(std::tolower(c)) : '?';
   EXPECT_TRUE(std::regex_match(text, std::regex(R"(([a-z]:\\|/).*[\\/]dxva2\.dll)"))) << text;
   EXPECT_NE(platform::FreeLibrary(mapped), FALSE);
 

@@ -50,9 +50,7 @@ inline std::string readToEnd(HANDLE handle, DWORD chunk, DWORD& lastError) {
   std::string bytes;
   std::string buffer(chunk, '\0');
   DWORD count = 0;
-  while (platform::ReadFile(handle, &buffer[0], chunk, &count, nullptr)) {
-    bytes.append(buffer.data(), count);
-  }
+  while (platform::ReadFile(handle, &buffer[0], chunk, &count, nullptr)) bytes.append(buffer.data(), count);
   lastError = platform::GetLastError();
   return bytes;
 }

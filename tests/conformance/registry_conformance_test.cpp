@@ -49,9 +49,7 @@ class RegistryConformance : public ::testing::Test {
   }
 
   void TearDown() override {
-    if (key) {
-      platform::RegCloseKey(key);
-    }
+    if (key) platform::RegCloseKey(key);
     key = nullptr;
     platform::RegDeleteKeyW(HKEY_CURRENT_USER, kSubKey);
     platform::RegDeleteKeyW(HKEY_CURRENT_USER, kTestKey);

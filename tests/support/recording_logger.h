@@ -50,9 +50,7 @@ class RecordingLogger : public velmo::logging::LoggerBase {
   }
   std::vector<std::string> messages() const {
     std::vector<std::string> result;
-    for (const LogRecord& record : records()) {
-      result.push_back(record.message);
-    }
+    for (const LogRecord& record : records()) result.push_back(record.message);
     return result;
   }
   // How many records hold `fragment` in their message.

@@ -194,9 +194,7 @@ Json::Value element(const std::string& name, const GammaRamp& ramp, bool saved) 
   entry["displayName"] = name;
   for (const auto& [key, words] : {std::pair{"red", &ramp.red}, {"green", &ramp.green}, {"blue", &ramp.blue}}) {
     Json::Value& channel = entry["initialGammas"][key] = Json::Value(Json::arrayValue);
-    for (const WORD word : *words) {
-      channel.append(word);
-    }
+    for (const WORD word : *words) channel.append(word);
   }
   entry["initialGammasSaved"] = saved;
   return entry;
