@@ -60,8 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return read.error == 0;
       });
   testing_support::RecordingLogger log(velmo::logging::INFO);
-  const std::string message =
-      velmo::readPipeMessage(log, reinterpret_cast<HANDLE>(std::uintptr_t{0x7770}));
+  const std::string message = velmo::readPipeMessage(log, reinterpret_cast<HANDLE>(std::uintptr_t{0x7770}));
 
   // Each chunk up to its first zero byte, until a read fails or more than the limit arrived;
   // one line per chunk, one for the limit, and the error only when nothing arrived at all.

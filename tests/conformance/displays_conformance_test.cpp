@@ -138,8 +138,7 @@ TEST(DisplaysConformance, RampsReadAsHeldAndSetOnesReadBackButUnderWineOnlyAsAGa
     Ramp ramp{};
     ASSERT_NE(platform::GetDeviceGammaRamp(context.get(), ramp.data()), FALSE) << name;
     EXPECT_TRUE(std::equal(ramp.begin(), ramp.end(), held.begin(),
-                           [&](int a, int b) { return std::abs(a - b) <= tolerance; }))
-        << name;
+                           [&](int a, int b) { return std::abs(a - b) <= tolerance; })) << name;
   }
   for (const auto& [name, context] : displays) {
     for (const auto& c : cases) {

@@ -19,14 +19,12 @@ platform::WideString fileName(const std::string& tag) {
 }
 
 HANDLE openFile(const platform::WideString& name, DWORD access, DWORD disposition) {
-  return platform::CreateFileW(name.c_str(), access, 0, nullptr, disposition,
-                               FILE_ATTRIBUTE_NORMAL, nullptr);
+  return platform::CreateFileW(name.c_str(), access, 0, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
 bool writeFile(const platform::WideString& name, const std::string& content) {
   Handle file(openFile(name, GENERIC_WRITE, CREATE_ALWAYS));
-  return file && writeAll(file.get(), content) &&
-         platform::FlushFileBuffers(file.get()) != FALSE;
+  return file && writeAll(file.get(), content) && platform::FlushFileBuffers(file.get()) != FALSE;
 }
 
 // The first 100 bytes of a file; empty at its end, where a read succeeds with no bytes.

@@ -77,8 +77,7 @@ TEST(LoaderConformance, UnsignedFileHasNoSignature) {
   EXPECT_EQ(platform::CryptQueryObject(CERT_QUERY_OBJECT_FILE, self.c_str(),
                                        CERT_QUERY_CONTENT_FLAG_PKCS7_SIGNED_EMBED,
                                        CERT_QUERY_FORMAT_FLAG_BINARY, 0, nullptr, nullptr, nullptr,
-                                       &store, &message, nullptr),
-            FALSE);
+                                       &store, &message, nullptr), FALSE);
   EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(CRYPT_E_NO_MATCH));
   EXPECT_EQ(store, nullptr);
   EXPECT_EQ(message, nullptr);

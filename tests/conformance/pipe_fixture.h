@@ -41,8 +41,7 @@ inline HANDLE openClient(const platform::WideString& name) {
 inline bool writeAll(HANDLE handle, const std::string& bytes) {
   DWORD written = 0;
   return platform::WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written,
-                             nullptr) != FALSE &&
-         written == bytes.size();
+                             nullptr) != FALSE && written == bytes.size();
 }
 
 // Reads in chunks of `chunk` bytes until a read fails; gives what was read and the last error.

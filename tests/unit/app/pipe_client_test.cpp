@@ -49,8 +49,7 @@ TEST_F(PipeClientTest, OpenRetriesOnlyABusyPipeAndAtMostFiveTimes) {
       {{231, 231, 231, 231, 231}, FALSE, 5,
        "Failed to create kestrine pipe client after 5 attempts"},
       {{231, 5}, FALSE, 1, "Unable to open pipe client with error code 5"},  // not only 2
-      {{0}, FALSE, 0, ""},
-      {{231, 231, 231, 231, 0}, TRUE, 4, ""}};
+      {{0}, FALSE, 0, ""}, {{231, 231, 231, 231, 0}, TRUE, 4, ""}};
   const std::string pipe = R"("\\.\pipe\KestrinePipe")";
   // GENERIC_READ | GENERIC_WRITE, share 0, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL.
   const std::string createArguments = pipe + ", 3221225472, 0, null, 3, 128, null";
@@ -70,8 +69,7 @@ TEST_F(PipeClientTest, OpenRetriesOnlyABusyPipeAndAtMostFiveTimes) {
     });
     Lines expected;
     for (std::size_t i = 0; i < row.errors.size(); ++i) {
-      expected.push_back("DEBUG 0 Attempt #" + std::to_string(i) +
-                         " at creating kestrine pipe client");
+      expected.push_back("DEBUG 0 Attempt #" + std::to_string(i) + " at creating kestrine pipe client");
       if (row.errors[i] == ERROR_PIPE_BUSY && !row.waitResult) {
         expected.push_back("INFO 0 Could not open kestrine pipe client. Retrying");
       }
@@ -81,8 +79,7 @@ TEST_F(PipeClientTest, OpenRetriesOnlyABusyPipeAndAtMostFiveTimes) {
       EXPECT_EQ(closes, 1u) << "the handle is closed with CloseHandle when dropped";
       expected.push_back("DEBUG 0 Successfully created kestrine pipe client");
     } else {
-      EXPECT_EQ(library_test::messageOf<std::runtime_error>([&] { velmo::openPipe(logger); }),
-                row.thrown);
+      EXPECT_EQ(library_test::messageOf<std::runtime_error>([&] { velmo::openPipe(logger); }), row.thrown);
     }
     EXPECT_EQ(logged(), expected);
     EXPECT_EQ(callsOf("WaitNamedPipeW").size(), row.waits);
@@ -93,8 +90,7 @@ TEST_F(PipeClientTest, OpenRetriesOnlyABusyPipeAndAtMostFiveTimes) {
 
 TEST_F(PipeClientTest, RefusesANullLogger) {
   EXPECT_EQ(library_test::messageOf<std::invalid_argument>(
-                [] { velmo::KestrinePipeClient client(nullptr); }),
-            "Kestrine pipe client requires a logger");
+                [] { velmo::KestrinePipeClient client(nullptr); }), "Kestrine pipe client requires a logger");
   EXPECT_TRUE(callsOf("CreateFileW").empty());
 }
 
@@ -121,8 +117,7 @@ TEST_F(PipeClientTest, WritesChunksOf1024AndStopsAtAFailedOne) {
     EXPECT_EQ(velmo::writePipeMessage(logger, fakeHandle(), message), !row.fails);
     EXPECT_EQ(sizes, row.sizes);
     EXPECT_EQ(written, message.substr(0, row.fails ? 1024 * (row.sizes.size() - 1) : row.size));
-    EXPECT_EQ(logged(),
-              row.fails ? Lines{"ERROR 232 Kestrine pipe failed to write message"} : Lines{});
+    EXPECT_EQ(logged(), row.fails ? Lines{"ERROR 232 Kestrine pipe failed to write message"} : Lines{});
   }
 }
 
@@ -160,8 +155,7 @@ TEST_F(PipeClientTest, ReadKeepsWhatArrivedUpToTheLimit) {
     ScopedHook hook(&platform::ReadFile, [&](HANDLE h, LPVOID buffer, DWORD size, LPDWORD done,
                         LPOVERLAPPED overlapped) -> std::optional<BOOL> {
                       EXPECT_TRUE(h == fakeHandle() && size == 1023u && overlapped == nullptr);
-                      const std::string& chunk =
-                          reads < row.chunks.size() ? row.chunks[reads] : row.endless;
+                      const std::string& chunk = reads < row.chunks.size() ? row.chunks[reads] : row.endless;
                       if (++reads > row.chunks.size() && chunk.empty()) {
                         sim::setLastError(row.error);
                         return FALSE;

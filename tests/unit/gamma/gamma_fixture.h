@@ -67,8 +67,7 @@ class GammaTest : public testing_support::SimTest {
     clock = std::make_unique<testing_support::VirtualClock>();
   }
 
-  static void changeDisplay(const std::string& name,
-                            const std::function<void(sim::SimDisplay&)>& change) {
+  static void changeDisplay(const std::string& name, const std::function<void(sim::SimDisplay&)>& change) {
     ASSERT_TRUE(sim::updateDisplay(name, change)) << name;
   }
   std::unique_ptr<velmo::logging::LoggerBase> subLogger() {

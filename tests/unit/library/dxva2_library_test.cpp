@@ -12,8 +12,7 @@ namespace {
 
 using velmo::Dxva2Library;
 
-class Dxva2LibraryTest : public library_test::LibraryTest,
-                         public ::testing::WithParamInterface<int> {};
+class Dxva2LibraryTest : public library_test::LibraryTest, public ::testing::WithParamInterface<int> {};
 
 TEST_F(Dxva2LibraryTest, BindsAllEightAndUnloadsOnceOnDestruction) {
   auto library = std::make_unique<Dxva2Library>(subLogger());

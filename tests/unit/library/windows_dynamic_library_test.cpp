@@ -205,8 +205,7 @@ TEST_F(WindowsDynamicLibraryTest, SearchFailuresComeFirst) {
     sim::setLastError(5);
     return std::optional<DWORD>(0);
   });
-  EXPECT_EQ(messageOf<std::runtime_error>([&] { open(); }),
-            "Failed to load the library: error code = 5");
+  EXPECT_EQ(messageOf<std::runtime_error>([&] { open(); }), "Failed to load the library: error code = 5");
   EXPECT_EQ(callCount("FreeLibrary"), 1u);
 }
 
