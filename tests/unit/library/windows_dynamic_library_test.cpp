@@ -57,7 +57,7 @@ TEST_F(WindowsDynamicLibraryTest, GoodLibraryIsCheckedThenLoadedOnceByItsFullPat
   EXPECT_EQ(callCount("WinVerifyTrust"), 2u);
   EXPECT_EQ(callCount("LocalAlloc"), callCount("LocalFree"));
   EXPECT_EQ(library->getLibraryPath(), path);
-  EXPECT_EQ(logger.messages(), std::vector<std::string>{"Successfully loaded " + path});
+  EXPECT_EQ(log.messages(), std::vector<std::string>{"Successfully loaded " + path});
   EXPECT_EQ(library->getFunctionAddress(""), nullptr);
   EXPECT_EQ(callCount("GetProcAddress"), 0u) << "no look-up without a name";
   library.reset();
@@ -125,7 +125,7 @@ TEST_P(Refusal, IsLoggedThrownAndLeavesNothingLoaded) {
   EXPECT_EQ(messageOf<std::runtime_error>([&] { open(row.validation, row.pattern); }),
             row.validation == kSubject ? "Signature validation against subject name failed"
                                        : "Signature validation failed");
-  const auto logged = logger.records();
+  const auto logged = log.records();
   ASSERT_EQ(logged.size(), 1u);
   EXPECT_EQ(logged[0].message, std::regex_replace(row.logged, std::regex("\\{path\\}"), system32Path("dxva2.dll")));
   EXPECT_EQ(logged[0].level, velmo::logging::ERROR);
