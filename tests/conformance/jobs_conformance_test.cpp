@@ -87,14 +87,6 @@ struct AnonymousPipe {
   Handle write;
 };
 
-Handle killOnCloseJob() {
-  Handle job(platform::CreateJobObjectW(nullptr, nullptr));
-  JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
-  limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
-  EXPECT_NE(platform::SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits), 0);
-  return job;
-}
-
 // Windows takes PROCESS_QUERY_LIMITED_INFORMATION for IsProcessInJob; Wine refuses that with 5
 // and wants PROCESS_QUERY_INFORMATION, which Windows takes too: the peer asks for the latter.
 bool inJob(DWORD processId, HANDLE job) {
@@ -128,7 +120,10 @@ DWORD printedProcessId(AnonymousPipe& output) {
 
 // A member's own child is in the job; a process outside it is not; closing the job ends them all.
 TEST(JobConformance, KillOnCloseJobHoldsWhatItsMembersStartAndEndsThemWhenClosed) {
-  Handle job = killOnCloseJob();
+  Handle job(platform::CreateJobObjectW(nullptr, nullptr));
+  JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+  limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+  EXPECT_NE(platform::SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits), 0);
   AnonymousPipe output;
   Child member = start("--conformance-spawn", CREATE_SUSPENDED | CREATE_NO_WINDOW, output.write.get());
   Child outsider = start("--conformance-linger", CREATE_NO_WINDOW);

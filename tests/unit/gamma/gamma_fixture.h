@@ -33,12 +33,6 @@ inline sim::RampWords toWords(const GammaRamp& ramp) {
   return words;
 }
 
-inline GammaRamp linearRamp() {
-  GammaRamp ramp{};
-  setLinearRamp(ramp);
-  return ramp;
-}
-
 // The ramp the simulated display holds now, and whether it is the all-zero blanking ramp.
 inline sim::RampWords deviceRamp(const std::string& name) { return sim::loadDisplay(name)->ramp; }
 inline bool isDark(const std::string& name) { return deviceRamp(name) == sim::RampWords{}; }
