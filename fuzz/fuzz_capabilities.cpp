@@ -52,9 +52,7 @@ void checkCapabilities(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 8) {
-    return 0;
-  }
+  if (size < 8) return 0;
   std::uint32_t readings[2];
   std::memcpy(readings, data, sizeof readings);
   checkReadings(readings[0], readings[1]);

@@ -22,9 +22,7 @@ class WindowsScreenBlankerTestAccess {
   static std::optional<std::string> rewrite(const std::string& document) {
     try {
       const WindowsScreenBlanker withMonitors(makeLogger(), document, true);
-      if (monitorsRead(withMonitors)) {
-        return withMonitors.getSavedDisplayStates();
-      }
+      if (monitorsRead(withMonitors)) return withMonitors.getSavedDisplayStates();
       return WindowsScreenBlanker(makeLogger(), document).getSavedDisplayStates();
     } catch (const std::exception&) {
       return std::nullopt;  // what main reports as a failed run
@@ -51,9 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string document(reinterpret_cast<const char*>(data), size);
   const std::optional<std::string> first = WindowsScreenBlankerTestAccess::rewrite(document);
   FUZZ_CHECK(sim::test::openHandleCount() == 0);
-  if (!first) {
-    return 0;
-  }
+  if (!first) return 0;
   FUZZ_CHECK(std::all_of(first->begin(), first->end(),
                          [](char c) { return static_cast<unsigned char>(c) < 0x80; }));
   const std::optional<std::string> second = WindowsScreenBlankerTestAccess::rewrite(*first);

@@ -53,8 +53,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FUZZ_CHECK(added.state != RecordState::Held || history.held()->id == added.id);
   history.markServed(added.id);
   FUZZ_CHECK(history.load(added.id) == input && history.find(added.id)->state == RecordState::Served);
-  for (const auto& [path, content] : planted) {
-    FUZZ_CHECK(contentOf(path) == content);
-  }
+  for (const auto& [path, content] : planted) FUZZ_CHECK(contentOf(path) == content);
   return 0;
 }

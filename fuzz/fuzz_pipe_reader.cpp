@@ -60,8 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return read.error == 0;
       });
   testing_support::RecordingLogger log(velmo::logging::INFO);
-  const std::string message =
-      velmo::readPipeMessage(log, reinterpret_cast<HANDLE>(std::uintptr_t{0x7770}));
+  const std::string message = velmo::readPipeMessage(log, reinterpret_cast<HANDLE>(std::uintptr_t{0x7770}));
 
   // Each chunk up to its first zero byte, until a read fails or more than the limit arrived;
   // one line per chunk, one for the limit, and the error only when nothing arrived at all.
@@ -74,9 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FUZZ_CHECK(message == expected && next == used + (total > kLimit ? 0 : 1));
   const std::vector<std::string> lines = log.messages();
   FUZZ_CHECK(lines.size() == used + (total == 0 || total > kLimit ? 1 : 0));
-  for (std::size_t i = 0; i < used; ++i) {
-    FUZZ_CHECK(lines[i].compare(0, 10, "Received \"") == 0);
-  }
+  for (std::size_t i = 0; i < used; ++i) FUZZ_CHECK(lines[i].compare(0, 10, "Received \"") == 0);
   FUZZ_CHECK(total != 0 || lines.back() == "Failed to read from pipe due to error " +
                                                std::to_string(reads[used].error));
   return 0;

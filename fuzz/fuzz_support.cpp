@@ -24,9 +24,7 @@ struct TemporaryDirectory {
 std::filesystem::path useTemporarySimRoot() {
   static TemporaryDirectory root;
   std::string pattern = (std::filesystem::temp_directory_path() / "kestrine-fuzz-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) {
-    fail(__FILE__, __LINE__, "mkdtemp");
-  }
+  if (::mkdtemp(pattern.data()) == nullptr) fail(__FILE__, __LINE__, "mkdtemp");
   root.path = pattern;
   ::setenv("KESTRINE_SIM_ROOT", pattern.c_str(), 1);
   return root.path;

@@ -26,23 +26,6 @@ namespace conformance {
 std::string selfPath;
 }  // namespace conformance
 
-namespace {
-
-std::filesystem::path makeScratchDirectory() {
-  std::random_device seed;
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    const std::filesystem::path candidate = std::filesystem::temp_directory_path() /
-                                            ("kestrine-conformance-" + std::to_string(seed()));
-    std::error_code ec;
-    if (std::filesystem::create_directory(candidate, ec)) {
-      return candidate;
-    }
-  }
-  return {};
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
   // Started by a check as a child process: end at once with the given status.
   constexpr const char kExitFlag[] = "--conformance-exit=";
@@ -59,9 +42,7 @@ int main(int argc, char** argv) {
                               nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr) != INVALID_HANDLE_VALUE) {
       break;
     }
-    if (platform::GetLastError() != ERROR_SHARING_VIOLATION || attempt == 60000) {
-      return 1;
-    }
+    if (platform::GetLastError() != ERROR_SHARING_VIOLATION || attempt == 60000) return 1;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   if (hold || (argc > 1 && std::strcmp(argv[1], "--conformance-linger") == 0)) {
@@ -70,14 +51,17 @@ int main(int argc, char** argv) {
   }
   // Absolute, as the working directory changes below.
   conformance::selfPath = std::filesystem::absolute(argv[0]).string();
-  if (argc > 1 && conformance::runAsChild(argv[1])) {
-    return 0;
-  }
+  if (argc > 1 && conformance::runAsChild(argv[1])) return 0;
   ::testing::InitGoogleTest(&argc, argv);
-  const std::filesystem::path scratch = makeScratchDirectory();
-  if (scratch.empty()) {
-    return 2;
+  std::filesystem::path scratch;
+  std::random_device seed;
+  for (int attempt = 0; attempt < 100 && scratch.empty(); ++attempt) {
+    const auto candidate =
+        std::filesystem::temp_directory_path() / ("kestrine-conformance-" + std::to_string(seed()));
+    std::error_code ec;
+    if (std::filesystem::create_directory(candidate, ec)) scratch = candidate;
   }
+  if (scratch.empty()) return 2;
 #ifndef _WIN32
   ::setenv("KESTRINE_SIM_ROOT", scratch.string().c_str(), 1);
 #endif

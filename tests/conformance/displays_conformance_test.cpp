@@ -90,14 +90,10 @@ TEST(DisplaysConformance, OnePrimaryAndAContextForEachAttachedDisplay) {
     const bool attached = adapter.StateFlags & DISPLAY_DEVICE_ATTACHED_TO_DESKTOP;
     primaries += primary ? 1 : 0;
     EXPECT_TRUE(attached || !primary) << adapter.DeviceName;
-    if (attached) {
-      cases.emplace_back(adapter.DeviceName, true);
-    }
+    if (attached) cases.emplace_back(adapter.DeviceName, true);
   }
   EXPECT_EQ(primaries, 1);
-  for (const auto& [name, context] : cases) {
-    EXPECT_EQ(static_cast<bool>(openDisplay(name)), context) << name;
-  }
+  for (const auto& [name, context] : cases) EXPECT_EQ(static_cast<bool>(openDisplay(name)), context) << name;
   EXPECT_EQ(platform::CreateDCA("KESTRINE_NO_SUCH_DRIVER", nullptr, nullptr, nullptr), nullptr);
 }
 
@@ -123,9 +119,7 @@ TEST(DisplaysConformance, RampsReadAsHeldAndSetOnesReadBackButUnderWineOnlyAsAGa
     tolerance = 257;
   }
   Ramp linear{};
-  for (std::size_t i = 0; i < linear.size(); ++i) {
-    linear[i] = static_cast<WORD>(255 * (i % 256));
-  }
+  for (std::size_t i = 0; i < linear.size(); ++i) linear[i] = static_cast<WORD>(255 * (i % 256));
   const struct { const char* what; Ramp ramp; bool accepted, exact; } cases[] = {
       {"all zero", Ramp{}, kAllZeroAccepted, true},
       {"linear", linear, true, !conformance::runningUnderWine()},
@@ -144,8 +138,7 @@ TEST(DisplaysConformance, RampsReadAsHeldAndSetOnesReadBackButUnderWineOnlyAsAGa
     Ramp ramp{};
     ASSERT_NE(platform::GetDeviceGammaRamp(context.get(), ramp.data()), FALSE) << name;
     EXPECT_TRUE(std::equal(ramp.begin(), ramp.end(), held.begin(),
-                           [&](int a, int b) { return std::abs(a - b) <= tolerance; }))
-        << name;
+                           [&](int a, int b) { return std::abs(a - b) <= tolerance; })) << name;
   }
   for (const auto& [name, context] : displays) {
     for (const auto& c : cases) {

@@ -41,7 +41,7 @@ HANDLE openFile(const platform::WideString& name, DWORD access, DWORD share,
 // The last error of a call that must fail, or 0 when it succeeded.
 DWORD failure(bool succeeded) { return succeeded ? 0 : platform::GetLastError(); }
 DWORD openFailure(const platform::WideString& name, DWORD access, DWORD share, DWORD disposition = OPEN_EXISTING) {
-  return failure(Handle(openFile(name, access, share, disposition)).valid());
+  return failure(static_cast<bool>(Handle(openFile(name, access, share, disposition))));
 }
 
 // A fresh directory under the system's temporary directory holding "present" and the read-only
@@ -60,14 +60,14 @@ struct Directory {
   platform::WideString name(const std::string& file) const { return velmo::utf8ToWide((path / file).u8string()); }
   bool make(const std::string& file, const std::string& content, DWORD attributes = FILE_ATTRIBUTE_NORMAL) const {
     Handle handle(openFile(name(file), GENERIC_WRITE, 0, CREATE_ALWAYS, attributes));
-    return handle.valid() && conformance::writeAll(handle.get(), content);
+    return handle && conformance::writeAll(handle.get(), content);
   }
   // The content of a small file, read through a handle that shares everything.
   std::string content(const std::string& file) const {
     Handle handle(openFile(name(file), GENERIC_READ, kShareAll));
     char buffer[256];
     DWORD count = 0;
-    const bool read = handle.valid() && platform::ReadFile(handle.get(), buffer, sizeof buffer, &count, nullptr);
+    const bool read = handle && platform::ReadFile(handle.get(), buffer, sizeof buffer, &count, nullptr);
     return read ? std::string(buffer, count) : "(cannot open)";
   }
   BOOL move(const std::string& from, const std::string& to, DWORD flags) const {
@@ -88,7 +88,7 @@ TEST_P(SharingTest, SecondHandleMeetsTheFirstHandlesShareMode) {
   const SharingRow& row = GetParam();
   const Directory directory;
   Handle held(openFile(directory.name("present"), row.heldAccess, row.heldShare));
-  ASSERT_TRUE(held.valid());
+  ASSERT_TRUE(held);
   EXPECT_EQ(openFailure(directory.name("present"), row.access, row.share, row.disposition), row.error);
   held.reset();
   EXPECT_EQ(directory.content("present"), row.error || row.disposition != CREATE_ALWAYS ? "x" : "");

@@ -53,9 +53,7 @@ Child start(const std::string& role, DWORD flags, HANDLE output = nullptr, HANDL
   PROCESS_INFORMATION info{};
   const BOOL started = platform::CreateProcessW(nullptr, line.data(), nullptr, nullptr, output != nullptr,
                                                 flags, nullptr, nullptr, &startup.StartupInfo, &info);
-  if (output) {
-    platform::DeleteProcThreadAttributeList(startup.lpAttributeList);
-  }
+  if (output) platform::DeleteProcThreadAttributeList(startup.lpAttributeList);
   EXPECT_NE(started, 0) << platform::GetLastError();
   Child child;
   if (started) {
@@ -81,23 +79,13 @@ struct AnonymousPipe {
     std::string text;
     char buffer[256];
     DWORD count = 0;
-    while (platform::ReadFile(read.get(), buffer, sizeof buffer, &count, nullptr)) {
-      text.append(buffer, count);
-    }
+    while (platform::ReadFile(read.get(), buffer, sizeof buffer, &count, nullptr)) text.append(buffer, count);
     EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_BROKEN_PIPE));
     return text;
   }
   Handle read;
   Handle write;
 };
-
-Handle killOnCloseJob() {
-  Handle job(platform::CreateJobObjectW(nullptr, nullptr));
-  JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
-  limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
-  EXPECT_NE(platform::SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits), 0);
-  return job;
-}
 
 // Windows takes PROCESS_QUERY_LIMITED_INFORMATION for IsProcessInJob; Wine refuses that with 5
 // and wants PROCESS_QUERY_INFORMATION, which Windows takes too: the peer asks for the latter.
@@ -132,7 +120,10 @@ DWORD printedProcessId(AnonymousPipe& output) {
 
 // A member's own child is in the job; a process outside it is not; closing the job ends them all.
 TEST(JobConformance, KillOnCloseJobHoldsWhatItsMembersStartAndEndsThemWhenClosed) {
-  Handle job = killOnCloseJob();
+  Handle job(platform::CreateJobObjectW(nullptr, nullptr));
+  JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+  limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+  EXPECT_NE(platform::SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits), 0);
   AnonymousPipe output;
   Child member = start("--conformance-spawn", CREATE_SUSPENDED | CREATE_NO_WINDOW, output.write.get());
   Child outsider = start("--conformance-linger", CREATE_NO_WINDOW);

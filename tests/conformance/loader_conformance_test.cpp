@@ -38,9 +38,7 @@ TEST(LoaderConformance, SearchFindsSystem32LibraryByItsFullPath) {
   const platform::WideString path = moduleFileName(mapped);
   // A full path on either system, in any case: "C:\...\dxva2.dll" or "/.../dxva2.dll".
   std::string text;
-  for (const WCHAR c : path) {
-    text += c < 0x80 ? static_cast<char>(std::tolower(c)) : '?';
-  }
+  for (const WCHAR c : path) text += c < 0x80 ? static_cast<char>(std::tolower(c)) : '?';
   EXPECT_TRUE(std::regex_match(text, std::regex(R"(([a-z]:\\|/).*[\\/]dxva2\.dll)"))) << text;
   EXPECT_NE(platform::FreeLibrary(mapped), FALSE);
 
@@ -79,8 +77,7 @@ TEST(LoaderConformance, UnsignedFileHasNoSignature) {
   EXPECT_EQ(platform::CryptQueryObject(CERT_QUERY_OBJECT_FILE, self.c_str(),
                                        CERT_QUERY_CONTENT_FLAG_PKCS7_SIGNED_EMBED,
                                        CERT_QUERY_FORMAT_FLAG_BINARY, 0, nullptr, nullptr, nullptr,
-                                       &store, &message, nullptr),
-            FALSE);
+                                       &store, &message, nullptr), FALSE);
   EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(CRYPT_E_NO_MATCH));
   EXPECT_EQ(store, nullptr);
   EXPECT_EQ(message, nullptr);

@@ -64,8 +64,7 @@ TEST(MonitorsConformance, InfoFillsTheExtendedRecord) {
     ASSERT_NE(platform::GetMonitorInfoW(monitor, &info), FALSE);
     EXPECT_EQ(std::memcmp(&info.rcMonitor, &rect, sizeof rect), 0) << "the callback's rectangle";
     ASSERT_NE(std::find(info.szDevice, info.szDevice + CCHDEVICENAME, WCHAR{0}),
-              info.szDevice + CCHDEVICENAME)
-        << "szDevice is terminated";
+              info.szDevice + CCHDEVICENAME) << "szDevice is terminated";
     EXPECT_TRUE(std::equal(prefix, prefix + 4, info.szDevice)) << "a device name \\\\.\\...";
   }
 }

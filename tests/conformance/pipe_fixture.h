@@ -1,45 +1,19 @@
-// Helpers of the pipe and file checks and of the sim's own pipe tests: a handle that closes
-// itself, unique pipe names and the usual server and client ends, all through platform:: calls.
+// Helpers of the pipe and file checks and of the sim's own pipe tests: the owner of a handle,
+// unique pipe names and the usual server and client ends, all through platform:: calls.
 #pragma once
 
 #include <random>
 #include <string>
 
+#include "common/owned_handles.h"
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
 #include "platform/types.h"
 
 namespace conformance {
 
-// Owns one kernel handle and closes it on destruction.
-class Handle {
- public:
-  explicit Handle(HANDLE handle = INVALID_HANDLE_VALUE) : handle(handle) {}
-  ~Handle() { reset(); }
-  Handle(const Handle&) = delete;
-  Handle& operator=(const Handle&) = delete;
-  Handle(Handle&& other) noexcept : handle(other.handle) { other.handle = INVALID_HANDLE_VALUE; }
-  Handle& operator=(Handle&& other) noexcept {
-    if (this != &other) {
-      reset();
-      handle = other.handle;
-      other.handle = INVALID_HANDLE_VALUE;
-    }
-    return *this;
-  }
-
-  HANDLE get() const { return handle; }
-  bool valid() const { return handle != INVALID_HANDLE_VALUE && handle != nullptr; }
-  void reset() {
-    if (valid()) {
-      platform::CloseHandle(handle);
-    }
-    handle = INVALID_HANDLE_VALUE;
-  }
-
- private:
-  HANDLE handle;
-};
+// Owns one kernel handle and closes it on destruction; false when it holds none.
+using Handle = velmo::KernelHandle;
 
 // A plain ASCII text as UTF-16.
 inline platform::WideString widen(const std::string& ascii) {
@@ -67,8 +41,7 @@ inline HANDLE openClient(const platform::WideString& name) {
 inline bool writeAll(HANDLE handle, const std::string& bytes) {
   DWORD written = 0;
   return platform::WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written,
-                             nullptr) != FALSE &&
-         written == bytes.size();
+                             nullptr) != FALSE && written == bytes.size();
 }
 
 // Reads in chunks of `chunk` bytes until a read fails; gives what was read and the last error.
@@ -76,9 +49,7 @@ inline std::string readToEnd(HANDLE handle, DWORD chunk, DWORD& lastError) {
   std::string bytes;
   std::string buffer(chunk, '\0');
   DWORD count = 0;
-  while (platform::ReadFile(handle, &buffer[0], chunk, &count, nullptr)) {
-    bytes.append(buffer.data(), count);
-  }
+  while (platform::ReadFile(handle, &buffer[0], chunk, &count, nullptr)) bytes.append(buffer.data(), count);
   lastError = platform::GetLastError();
   return bytes;
 }

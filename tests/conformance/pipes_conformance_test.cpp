@@ -26,7 +26,7 @@ void expectLastError(DWORD error) { EXPECT_EQ(platform::GetLastError(), error); 
 TEST(PipeConformance, NoInstanceGivesFileNotFoundWithoutWaiting) {
   const auto name = uniquePipeName("missing");
   Handle client(openClient(name));
-  EXPECT_FALSE(client.valid());
+  EXPECT_FALSE(client);
   expectLastError(ERROR_FILE_NOT_FOUND);
   // A long timeout: the call must fail at once, not wait it out.
   EXPECT_FALSE(platform::WaitNamedPipeW(name.c_str(), 60000));
@@ -36,12 +36,12 @@ TEST(PipeConformance, NoInstanceGivesFileNotFoundWithoutWaiting) {
 TEST(PipeConformance, ConnectedInstanceIsBusyUntilServerListensAgain) {
   const auto name = uniquePipeName("busy");
   Handle server(createServer(name));
-  ASSERT_TRUE(server.valid());
+  ASSERT_TRUE(server);
   Handle first(openClient(name));
-  ASSERT_TRUE(first.valid());
+  ASSERT_TRUE(first);
 
   Handle second(openClient(name));
-  EXPECT_FALSE(second.valid());
+  EXPECT_FALSE(second);
   expectLastError(ERROR_PIPE_BUSY);
   EXPECT_FALSE(platform::WaitNamedPipeW(name.c_str(), 50));
   expectLastError(ERROR_SEM_TIMEOUT);
@@ -49,16 +49,16 @@ TEST(PipeConformance, ConnectedInstanceIsBusyUntilServerListensAgain) {
   // A closed client keeps the instance until the server disconnects, and a disconnected one
   // takes nobody until it listens again.
   first.reset();
-  EXPECT_FALSE(Handle(openClient(name)).valid());
+  EXPECT_FALSE(Handle(openClient(name)));
   expectLastError(ERROR_PIPE_BUSY);
   ASSERT_TRUE(platform::DisconnectNamedPipe(server.get()));
-  EXPECT_FALSE(Handle(openClient(name)).valid());
+  EXPECT_FALSE(Handle(openClient(name)));
   expectLastError(ERROR_PIPE_BUSY);
 
   BOOL connected = FALSE;
   std::thread listener([&] { connected = platform::ConnectNamedPipe(server.get(), nullptr); });
   EXPECT_TRUE(platform::WaitNamedPipeW(name.c_str(), 10000));
-  EXPECT_TRUE(Handle(openClient(name)).valid());
+  EXPECT_TRUE(Handle(openClient(name)));
   listener.join();
   EXPECT_TRUE(connected);
 }
@@ -66,15 +66,15 @@ TEST(PipeConformance, ConnectedInstanceIsBusyUntilServerListensAgain) {
 TEST(PipeConformance, FirstInstanceFixesTheInstanceLimit) {
   const auto single = uniquePipeName("single");
   Handle one(createServer(single, 1));
-  ASSERT_TRUE(one.valid());
-  EXPECT_FALSE(Handle(createServer(single, 1)).valid());
+  ASSERT_TRUE(one);
+  EXPECT_FALSE(Handle(createServer(single, 1)));
   expectLastError(ERROR_PIPE_BUSY);
 
   const auto pair = uniquePipeName("pair");
   Handle a(createServer(pair, 2)), b(createServer(pair, 2)), client(openClient(pair));
-  ASSERT_TRUE(a.valid() && b.valid() && client.valid());
+  ASSERT_TRUE(a && b && client);
   EXPECT_TRUE(platform::WaitNamedPipeW(pair.c_str(), 50)) << "one of two instances is still free";
-  EXPECT_FALSE(Handle(createServer(pair, 2)).valid());
+  EXPECT_FALSE(Handle(createServer(pair, 2)));
   expectLastError(ERROR_PIPE_BUSY);
 }
 
@@ -85,7 +85,7 @@ class ClosedEndTest : public ::testing::TestWithParam<bool> {};
 TEST_P(ClosedEndTest, ReaderGetsTheDataThenBrokenPipe) {
   const auto name = uniquePipeName("closed");
   Handle server(createServer(name)), client(openClient(name));
-  ASSERT_TRUE(client.valid());
+  ASSERT_TRUE(client);
   Handle& writer = GetParam() ? server : client;
   Handle& reader = GetParam() ? client : server;
   ASSERT_TRUE(writeAll(writer.get(), "abc"));
@@ -108,7 +108,7 @@ TEST_P(FlushAfterClientClosedTest, FailsWhenDataWasLeftUnread) {
   const bool readWhole = GetParam();
   const auto name = uniquePipeName("flush");
   Handle server(createServer(name)), client(openClient(name));
-  ASSERT_TRUE(client.valid());
+  ASSERT_TRUE(client);
   ASSERT_TRUE(writeAll(server.get(), "abcdef"));
   char bytes[6];
   DWORD count = 0;
@@ -134,17 +134,17 @@ INSTANTIATE_TEST_SUITE_P(ReadWholeOrHalf, FlushAfterClientClosedTest, ::testing:
 TEST(PipeConformance, InstanceLivesUntilBothEndsAreClosed) {
   const auto name = uniquePipeName("linger");
   Handle server(createServer(name)), client(openClient(name));
-  ASSERT_TRUE(client.valid());
+  ASSERT_TRUE(client);
   ASSERT_TRUE(writeAll(server.get(), "abc"));
   server.reset();
-  EXPECT_FALSE(Handle(openClient(name)).valid());
+  EXPECT_FALSE(Handle(openClient(name)));
   expectLastError(ERROR_FILE_NOT_FOUND);
   Handle another(createServer(name));
   const DWORD refusal = platform::GetLastError();
-  if (runningUnderWine() && another.valid()) {
+  if (runningUnderWine() && another) {
     std::cout << "Wine departs from Windows: it creates a new instance while a closed server's client holds the old one\n";
   } else {
-    EXPECT_FALSE(another.valid());
+    EXPECT_FALSE(another);
     EXPECT_EQ(refusal, static_cast<DWORD>(ERROR_PIPE_BUSY));
   }
   another.reset();
@@ -152,9 +152,9 @@ TEST(PipeConformance, InstanceLivesUntilBothEndsAreClosed) {
   EXPECT_EQ(readToEnd(client.get(), 16, error), "abc");
   EXPECT_EQ(error, static_cast<DWORD>(ERROR_BROKEN_PIPE));
   client.reset();
-  EXPECT_FALSE(Handle(openClient(name)).valid());
+  EXPECT_FALSE(Handle(openClient(name)));
   expectLastError(ERROR_FILE_NOT_FOUND);
-  EXPECT_TRUE(Handle(createServer(name)).valid());
+  EXPECT_TRUE(Handle(createServer(name)));
 }
 
 // A document larger than any buffer passes whole; reads of 1023 bytes need not line up with
@@ -164,7 +164,7 @@ TEST(PipeConformance, ByteStreamKeepsOrderAcrossChunkBoundaries) {
   std::string document;
   for (std::size_t i = 0; i < 300000; ++i) document += static_cast<char>('a' + (i * 7 + i / 26) % 26);
   Handle server(createServer(name));
-  ASSERT_TRUE(server.valid());
+  ASSERT_TRUE(server);
   bool sent = false;
   std::thread peer([&] {
     // The server end is closed on every path, so the reader never waits for ever.
@@ -178,14 +178,14 @@ TEST(PipeConformance, ByteStreamKeepsOrderAcrossChunkBoundaries) {
   ASSERT_TRUE(platform::WaitNamedPipeW(name.c_str(), 10000));
   Handle client(openClient(name));
   DWORD error = 0;
-  const std::string received = client.valid() ? readToEnd(client.get(), 1023, error) : "";
+  const std::string received = client ? readToEnd(client.get(), 1023, error) : "";
   peer.join();
   EXPECT_TRUE(sent && received == document) << received.size() << " of " << document.size() << " bytes";
   EXPECT_EQ(error, static_cast<DWORD>(ERROR_BROKEN_PIPE));
 }
 
 TEST(PipeConformance, NamesThatAreNotPipesAreRefusedByTheServer) {
-  EXPECT_FALSE(Handle(createServer(widen("not a pipe"))).valid());
+  EXPECT_FALSE(Handle(createServer(widen("not a pipe"))));
   expectLastError(ERROR_INVALID_NAME);
 }
 
@@ -206,7 +206,7 @@ TEST(PipeConformance, PeekTellsListeningFromConnectedFromEnded) {
   EXPECT_FALSE(platform::PeekNamedPipe(server.get(), nullptr, 0, nullptr, &available, nullptr));
   expectLastError(ERROR_BAD_PIPE);
   Handle client(openClient(name));
-  ASSERT_TRUE(client.valid());
+  ASSERT_TRUE(client);
   EXPECT_FALSE(platform::ConnectNamedPipe(server.get(), nullptr));
   expectLastError(ERROR_PIPE_CONNECTED);
   ASSERT_TRUE(platform::PeekNamedPipe(server.get(), nullptr, 0, nullptr, &available, nullptr));
@@ -241,8 +241,8 @@ TEST(PipeConformance, FirstInstanceOnlyAndOwnerOnlyPipes) {
                                       0, &security);
   };
   Handle first(create());
-  ASSERT_TRUE(first.valid());
-  EXPECT_TRUE(Handle(openClient(name)).valid());
+  ASSERT_TRUE(first);
+  EXPECT_TRUE(Handle(openClient(name)));
 #ifndef _WIN32
   for (const auto& user : {std::make_pair("S-1-5-18", true), std::make_pair("S-1-5-21-9-9-9-1999+S-1-5-32-544", true),
                            std::make_pair("S-1-5-21-9-9-9-1999", false)}) {
@@ -252,7 +252,7 @@ TEST(PipeConformance, FirstInstanceOnlyAndOwnerOnlyPipes) {
     Handle client(openClient(own));
     const DWORD refusal = platform::GetLastError();
     ::unsetenv("KESTRINE_SIM_USER");
-    EXPECT_EQ(client.valid(), user.second) << user.first;
+    EXPECT_EQ(static_cast<bool>(client), user.second) << user.first;
     EXPECT_EQ(user.second ? DWORD{ERROR_ACCESS_DENIED} : refusal, static_cast<DWORD>(ERROR_ACCESS_DENIED));
   }
 #endif
@@ -260,7 +260,7 @@ TEST(PipeConformance, FirstInstanceOnlyAndOwnerOnlyPipes) {
   const DWORD error = platform::GetLastError();
   platform::LocalFree(descriptor);
   if (runningUnderWine()) GTEST_SKIP() << "Wine creates a second instance despite FILE_FLAG_FIRST_PIPE_INSTANCE";
-  EXPECT_FALSE(second.valid());
+  EXPECT_FALSE(second);
   EXPECT_EQ(error, static_cast<DWORD>(ERROR_ACCESS_DENIED));
 }
 

@@ -49,9 +49,7 @@ class RegistryConformance : public ::testing::Test {
   }
 
   void TearDown() override {
-    if (key) {
-      platform::RegCloseKey(key);
-    }
+    if (key) platform::RegCloseKey(key);
     key = nullptr;
     platform::RegDeleteKeyW(HKEY_CURRENT_USER, kSubKey);
     platform::RegDeleteKeyW(HKEY_CURRENT_USER, kTestKey);
@@ -64,8 +62,7 @@ TEST_F(RegistryConformance, TypeAndBytesReadBackWithTheirSize) {
   const std::pair<DWORD, std::vector<BYTE>> values[] = {
       {REG_SZ, stringBytes(PLATFORM_WIDE("12"))},
       {REG_SZ, stringBytes(PLATFORM_WIDE(""))},  // two bytes
-      {REG_EXPAND_SZ, stringBytes(PLATFORM_WIDE("%X%"))},
-      {REG_DWORD, {0x05, 0x00, 0x00, 0x00}}};
+      {REG_EXPAND_SZ, stringBytes(PLATFORM_WIDE("%X%"))}, {REG_DWORD, {0x05, 0x00, 0x00, 0x00}}};
   for (const auto& [type, data] : values) {
     SCOPED_TRACE(testing::Message() << "type " << type << ", size " << data.size());
     ASSERT_EQ(set(key, PLATFORM_WIDE("V"), type, data), 0);
@@ -81,10 +78,8 @@ TEST_F(RegistryConformance, TypeAndBytesReadBackWithTheirSize) {
 TEST_F(RegistryConformance, FailuresGiveTheirCodes) {
   HKEY other = nullptr;
   EXPECT_EQ(platform::RegOpenKeyExW(HKEY_CURRENT_USER, PLATFORM_WIDE("Software\\KestrineNoSuchKey"),
-                                    0, KEY_READ, &other),
-            static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(readValue(key, PLATFORM_WIDE("Absent")).status,
-            static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
+                                    0, KEY_READ, &other), static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
+  EXPECT_EQ(readValue(key, PLATFORM_WIDE("Absent")).status, static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND));
   // 256 units and the terminator do not fit 512 bytes.
   const std::vector<BYTE> data = stringBytes(platform::WideString(256, 'x'));
   ASSERT_EQ(set(key, PLATFORM_WIDE("Long"), REG_SZ, data), 0);

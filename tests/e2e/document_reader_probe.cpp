@@ -21,11 +21,6 @@
 
 namespace {
 
-std::string readFile(const char* path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 // Serves `bytes` to one client of the tool's pipe and closes; a refused write ends it early.
 void serve(HANDLE server, const std::string& bytes) {
   platform::ConnectNamedPipe(server, nullptr);
@@ -66,7 +61,8 @@ int main(int argc, char** argv) {
   Json::StreamWriterBuilder oneLine;
   oneLine["indentation"] = "";
   for (int i = 1; i < argc; ++i) {
-    Json::Value verdict = probe(readFile(argv[i]));
+    std::ifstream in(argv[i], std::ios::binary);
+    Json::Value verdict = probe(std::string(std::istreambuf_iterator<char>(in), {}));
     verdict["file"] = argv[i];
     std::cout << Json::writeString(oneLine, verdict) << '\n';
   }

@@ -29,9 +29,7 @@ int main(int argc, char** argv) {
       return velmo::writePipeMessage(*logger, pipe.get(), document) ? 0 : 2;
     } catch (const std::runtime_error&) {
       // No pipe yet (or no free instance within the client's own waits): poll until the deadline.
-      if (std::chrono::steady_clock::now() >= deadline) {
-        return 1;
-      }
+      if (std::chrono::steady_clock::now() >= deadline) return 1;
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
   }

@@ -16,9 +16,7 @@ namespace {
 std::string slurp(std::FILE* file) {
   std::string text;
   std::rewind(file);
-  for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) {
-    text += static_cast<char>(c);
-  }
+  for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) text += static_cast<char>(c);
   return text;
 }
 
@@ -26,19 +24,13 @@ std::string slurp(std::FILE* file) {
 
 ChildProcess::ChildProcess(const std::vector<std::string>& argv,
                            const std::map<std::string, std::string>& environment) {
-  if (!output || !error) {
-    throw std::runtime_error("cannot create a temporary file");
-  }
+  if (!output || !error) throw std::runtime_error("cannot create a temporary file");
   std::vector<char*> args;
-  for (const std::string& arg : argv) {
-    args.push_back(const_cast<char*>(arg.c_str()));
-  }
+  for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
   pid = ::fork();  // on failure the status stays -1
   if (pid == 0) {
-    for (const auto& [name, value] : environment) {
-      ::setenv(name.c_str(), value.c_str(), 1);
-    }
+    for (const auto& [name, value] : environment) ::setenv(name.c_str(), value.c_str(), 1);
     ::dup2(::open("/dev/null", O_RDONLY), 0);
     ::dup2(::fileno(output.get()), 1);
     ::dup2(::fileno(error.get()), 2);
@@ -55,9 +47,7 @@ ChildProcess::~ChildProcess() {
 }
 
 void ChildProcess::signal(int number) const {
-  if (pid > 0) {
-    ::kill(pid, number);
-  }
+  if (pid > 0) ::kill(pid, number);
 }
 
 ProcessResult ChildProcess::wait() {

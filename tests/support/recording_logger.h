@@ -24,12 +24,10 @@ class RecordingLogger : public velmo::logging::LoggerBase {
   explicit RecordingLogger(std::int32_t logLevel = velmo::logging::TRACE)
       : RecordingLogger(logLevel, 0, std::make_shared<Sink>()) {}
 
-  void log(const std::string& message, velmo::logging::LogLevel level,
-           const long& resultCode) override {
+  void log(const std::string& message, velmo::logging::LogLevel level, const long& resultCode) override {
     log(message, level, static_cast<std::int32_t>(resultCode));
   }
-  void log(const std::string& message, velmo::logging::LogLevel level,
-           std::int32_t resultCode) override {
+  void log(const std::string& message, velmo::logging::LogLevel level, std::int32_t resultCode) override {
     if (level <= logLevel) {
       std::lock_guard<std::mutex> lock(sink->mutex);
       sink->records.push_back(LogRecord{message, level, resultCode, category});
@@ -50,9 +48,7 @@ class RecordingLogger : public velmo::logging::LoggerBase {
   }
   std::vector<std::string> messages() const {
     std::vector<std::string> result;
-    for (const LogRecord& record : records()) {
-      result.push_back(record.message);
-    }
+    for (const LogRecord& record : records()) result.push_back(record.message);
     return result;
   }
   // How many records hold `fragment` in their message.

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "platform/sim/core/test_api.h"
+#include "tests/support/recording_logger.h"
 
 namespace testing_support {
 
@@ -34,6 +35,17 @@ class SimTest : public ::testing::Test {
   }
 
   std::filesystem::path simRoot;
+};
+
+// The same, with a logger that keeps every record; the object under test gets a sub-logger of it.
+class LoggedSimTest : public SimTest {
+ protected:
+  std::unique_ptr<velmo::logging::LoggerBase> subLogger() {
+    return log.createCategoryLogger(velmo::logging::kInheritCategory);
+  }
+  static std::size_t callCount(const std::string& operation) { return sim::test::callsOf(operation).size(); }
+
+  RecordingLogger log;
 };
 
 }  // namespace testing_support

@@ -12,7 +12,6 @@
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
 #include "platform/sim/core/test_api.h"
-#include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
 #include "tests/unit/library/message_of.h"
 
@@ -24,19 +23,17 @@ using Lines = std::vector<std::string>;
 
 HANDLE fakeHandle() { return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(0x7770)); }
 
-class PipeClientTest : public testing_support::SimTest {
+class PipeClientTest : public testing_support::LoggedSimTest {
  protected:
   // Every record as "LEVEL code message".
   Lines logged() const {
     static const char* const levels[] = {"CRITICAL", "ERROR", "INFO", "DEBUG", "TRACE"};
     Lines lines;
-    for (const auto& r : logger.records()) {
+    for (const auto& r : log.records()) {
       lines.push_back(levels[r.level] + (" " + std::to_string(r.resultCode) + " ") + r.message);
     }
     return lines;
   }
-
-  testing_support::RecordingLogger logger;
 };
 
 // Each CreateFileW call fails with the row's next error (0: gives a handle); WaitNamedPipeW
@@ -49,14 +46,13 @@ TEST_F(PipeClientTest, OpenRetriesOnlyABusyPipeAndAtMostFiveTimes) {
       {{231, 231, 231, 231, 231}, FALSE, 5,
        "Failed to create kestrine pipe client after 5 attempts"},
       {{231, 5}, FALSE, 1, "Unable to open pipe client with error code 5"},  // not only 2
-      {{0}, FALSE, 0, ""},
-      {{231, 231, 231, 231, 0}, TRUE, 4, ""}};
+      {{0}, FALSE, 0, ""}, {{231, 231, 231, 231, 0}, TRUE, 4, ""}};
   const std::string pipe = R"("\\.\pipe\KestrinePipe")";
   // GENERIC_READ | GENERIC_WRITE, share 0, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL.
   const std::string createArguments = pipe + ", 3221225472, 0, null, 3, 128, null";
   for (const auto& row : rows) {
     sim::test::clearCalls();
-    logger.clear();
+    log.clear();
     std::size_t creates = 0, closes = 0;
     ScopedHook create(&platform::CreateFileW, [&](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD,
                           HANDLE) -> std::optional<HANDLE> {
@@ -70,19 +66,17 @@ TEST_F(PipeClientTest, OpenRetriesOnlyABusyPipeAndAtMostFiveTimes) {
     });
     Lines expected;
     for (std::size_t i = 0; i < row.errors.size(); ++i) {
-      expected.push_back("DEBUG 0 Attempt #" + std::to_string(i) +
-                         " at creating kestrine pipe client");
+      expected.push_back("DEBUG 0 Attempt #" + std::to_string(i) + " at creating kestrine pipe client");
       if (row.errors[i] == ERROR_PIPE_BUSY && !row.waitResult) {
         expected.push_back("INFO 0 Could not open kestrine pipe client. Retrying");
       }
     }
     if (row.thrown.empty()) {
-      EXPECT_EQ(velmo::openPipe(logger).get(), fakeHandle());
+      EXPECT_EQ(velmo::openPipe(log).get(), fakeHandle());
       EXPECT_EQ(closes, 1u) << "the handle is closed with CloseHandle when dropped";
       expected.push_back("DEBUG 0 Successfully created kestrine pipe client");
     } else {
-      EXPECT_EQ(library_test::messageOf<std::runtime_error>([&] { velmo::openPipe(logger); }),
-                row.thrown);
+      EXPECT_EQ(library_test::messageOf<std::runtime_error>([&] { velmo::openPipe(log); }), row.thrown);
     }
     EXPECT_EQ(logged(), expected);
     EXPECT_EQ(callsOf("WaitNamedPipeW").size(), row.waits);
@@ -93,8 +87,7 @@ TEST_F(PipeClientTest, OpenRetriesOnlyABusyPipeAndAtMostFiveTimes) {
 
 TEST_F(PipeClientTest, RefusesANullLogger) {
   EXPECT_EQ(library_test::messageOf<std::invalid_argument>(
-                [] { velmo::KestrinePipeClient client(nullptr); }),
-            "Kestrine pipe client requires a logger");
+                [] { velmo::KestrinePipeClient client(nullptr); }), "Kestrine pipe client requires a logger");
   EXPECT_TRUE(callsOf("CreateFileW").empty());
 }
 
@@ -103,7 +96,7 @@ TEST_F(PipeClientTest, WritesChunksOf1024AndStopsAtAFailedOne) {
   const struct { std::size_t size; std::vector<DWORD> sizes; bool fails; } rows[] = {
       {0, {}, false}, {3000, {1024, 1024, 952}, false}, {5000, {1024, 1024}, true}};
   for (const auto& row : rows) {
-    logger.clear();
+    log.clear();
     std::string message(row.size, 'x'), written;
     for (std::size_t i = 0; i < row.size; ++i) message[i] = static_cast<char>('A' + i % 53);
     std::vector<DWORD> sizes;
@@ -118,11 +111,10 @@ TEST_F(PipeClientTest, WritesChunksOf1024AndStopsAtAFailedOne) {
                       written.append(static_cast<const char*>(data), *done = size);
                       return TRUE;
                     });
-    EXPECT_EQ(velmo::writePipeMessage(logger, fakeHandle(), message), !row.fails);
+    EXPECT_EQ(velmo::writePipeMessage(log, fakeHandle(), message), !row.fails);
     EXPECT_EQ(sizes, row.sizes);
     EXPECT_EQ(written, message.substr(0, row.fails ? 1024 * (row.sizes.size() - 1) : row.size));
-    EXPECT_EQ(logged(),
-              row.fails ? Lines{"ERROR 232 Kestrine pipe failed to write message"} : Lines{});
+    EXPECT_EQ(logged(), row.fails ? Lines{"ERROR 232 Kestrine pipe failed to write message"} : Lines{});
   }
 }
 
@@ -155,13 +147,12 @@ TEST_F(PipeClientTest, ReadKeepsWhatArrivedUpToTheLimit) {
       {Lines(1025, "y" + std::string(1022, '\0')), "y", 0, std::string(1027, 'y'), 1027,
        received(Lines(1027, "y"), {kLimit})}};
   for (const auto& row : rows) {
-    logger.clear();
+    log.clear();
     std::size_t reads = 0;
     ScopedHook hook(&platform::ReadFile, [&](HANDLE h, LPVOID buffer, DWORD size, LPDWORD done,
                         LPOVERLAPPED overlapped) -> std::optional<BOOL> {
                       EXPECT_TRUE(h == fakeHandle() && size == 1023u && overlapped == nullptr);
-                      const std::string& chunk =
-                          reads < row.chunks.size() ? row.chunks[reads] : row.endless;
+                      const std::string& chunk = reads < row.chunks.size() ? row.chunks[reads] : row.endless;
                       if (++reads > row.chunks.size() && chunk.empty()) {
                         sim::setLastError(row.error);
                         return FALSE;
@@ -169,7 +160,7 @@ TEST_F(PipeClientTest, ReadKeepsWhatArrivedUpToTheLimit) {
                       std::memcpy(buffer, chunk.data(), *done = static_cast<DWORD>(chunk.size()));
                       return TRUE;
                     });
-    EXPECT_TRUE(velmo::readPipeMessage(logger, fakeHandle()) == row.message);
+    EXPECT_TRUE(velmo::readPipeMessage(log, fakeHandle()) == row.message);
     EXPECT_EQ(reads, row.reads);
     EXPECT_TRUE(logged() == row.logged) << logged().size() << " lines";
   }

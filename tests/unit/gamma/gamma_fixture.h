@@ -13,7 +13,6 @@
 #include "blanking/gamma/gamma_ramp.h"
 #include "platform/sim/core/test_api.h"
 #include "platform/sim/displays/display_state.h"
-#include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
 #include "tests/support/virtual_clock.h"
 
@@ -32,12 +31,6 @@ inline sim::RampWords toWords(const GammaRamp& ramp) {
   sim::RampWords words{};
   std::memcpy(words.data(), &ramp, sizeof ramp);
   return words;
-}
-
-inline GammaRamp linearRamp() {
-  GammaRamp ramp{};
-  setLinearRamp(ramp);
-  return ramp;
 }
 
 // The ramp the simulated display holds now, and whether it is the all-zero blanking ramp.
@@ -59,27 +52,19 @@ inline std::vector<std::string> linesWith(const testing_support::RecordingLogger
   return found;
 }
 
-class GammaTest : public testing_support::SimTest {
+class GammaTest : public testing_support::LoggedSimTest {
  protected:
   // The clock's hooks go in after SimTest has cleared all hooks.
   void SetUp() override {
-    SimTest::SetUp();
+    LoggedSimTest::SetUp();
     clock = std::make_unique<testing_support::VirtualClock>();
   }
 
-  static void changeDisplay(const std::string& name,
-                            const std::function<void(sim::SimDisplay&)>& change) {
+  static void changeDisplay(const std::string& name, const std::function<void(sim::SimDisplay&)>& change) {
     ASSERT_TRUE(sim::updateDisplay(name, change)) << name;
-  }
-  std::unique_ptr<velmo::logging::LoggerBase> subLogger() {
-    return log.createCategoryLogger(velmo::logging::kInheritCategory);
-  }
-  static std::size_t callCount(const std::string& operation) {
-    return sim::test::callsOf(operation).size();
   }
 
   std::unique_ptr<testing_support::VirtualClock> clock;
-  testing_support::RecordingLogger log;
 };
 
 }  // namespace gamma_test

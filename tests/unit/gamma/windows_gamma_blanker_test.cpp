@@ -168,7 +168,8 @@ TEST_F(GammaTest, BlankSavesAgainAfterAFailedSaveAndFallsBackToLinear) {
   EXPECT_TRUE(blanker.blank()) << "a failed save does not fail the pass";
   EXPECT_EQ(callCount("GetDeviceGammaRamp"), 40u) << "the second save ran its full time";
   EXPECT_TRUE(blanker.getDisplays()[0].initialGammasSaved);
-  EXPECT_EQ(toWords(blanker.getDisplays()[0].initialGammas), toWords(linearRamp()));
+  const sim::RampWords saved = toWords(blanker.getDisplays()[0].initialGammas);
+  for (std::size_t i = 0; i < saved.size(); ++i) ASSERT_EQ(saved[i], 255 * (i % 256)) << "linear, word " << i;
   EXPECT_TRUE(isDark(kDisplay1));
   EXPECT_EQ(log.count("Gamma blanking failed due to failure to find stable initial gamma"), 2u);
 }
@@ -194,9 +195,7 @@ Json::Value element(const std::string& name, const GammaRamp& ramp, bool saved) 
   entry["displayName"] = name;
   for (const auto& [key, words] : {std::pair{"red", &ramp.red}, {"green", &ramp.green}, {"blue", &ramp.blue}}) {
     Json::Value& channel = entry["initialGammas"][key] = Json::Value(Json::arrayValue);
-    for (const WORD word : *words) {
-      channel.append(word);
-    }
+    for (const WORD word : *words) channel.append(word);
   }
   entry["initialGammasSaved"] = saved;
   return entry;

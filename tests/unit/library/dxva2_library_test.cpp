@@ -12,8 +12,7 @@ namespace {
 
 using velmo::Dxva2Library;
 
-class Dxva2LibraryTest : public library_test::LibraryTest,
-                         public ::testing::WithParamInterface<int> {};
+class Dxva2LibraryTest : public library_test::LibraryTest, public ::testing::WithParamInterface<int> {};
 
 TEST_F(Dxva2LibraryTest, BindsAllEightAndUnloadsOnceOnDestruction) {
   auto library = std::make_unique<Dxva2Library>(subLogger());
@@ -26,7 +25,7 @@ TEST_F(Dxva2LibraryTest, BindsAllEightAndUnloadsOnceOnDestruction) {
 
 TEST_P(Dxva2LibraryTest, MissingExportStopsTheBindingAtItsSlotAndIsNamed) {
   const std::string missing = sim::defaultDxva2Library().exports[GetParam()];
-  changeDxva2([&](sim::SimLibrary& library) {
+  library_test::changeDxva2([&](sim::SimLibrary& library) {
     library.exports.erase(library.exports.begin() + GetParam());
   });
   EXPECT_EQ(library_test::messageOf<std::runtime_error>([&] { Dxva2Library library(subLogger()); }),

@@ -12,7 +12,6 @@
 #include "platform/sim/library/library_files.h"
 #include "platform/sim/core/test_api.h"
 #include "tests/unit/library/message_of.h"
-#include "tests/support/recording_logger.h"
 #include "tests/support/sim_test.h"
 
 namespace library_test {
@@ -22,19 +21,10 @@ inline std::string system32Path(const std::string& name) {
   return (sim::system32Dir() / name).string();
 }
 
-class LibraryTest : public testing_support::SimTest {
- protected:
-  std::unique_ptr<velmo::logging::LoggerBase> subLogger() {
-    return logger.createCategoryLogger(velmo::logging::kInheritCategory);
-  }
-  static std::size_t callCount(const std::string& operation) {
-    return sim::test::callsOf(operation).size();
-  }
-  static void changeDxva2(const std::function<void(sim::SimLibrary&)>& change) {
-    ASSERT_TRUE(sim::updateSystem32Library("dxva2.dll", change));
-  }
+inline void changeDxva2(const std::function<void(sim::SimLibrary&)>& change) {
+  ASSERT_TRUE(sim::updateSystem32Library("dxva2.dll", change));
+}
 
-  testing_support::RecordingLogger logger;
-};
+using LibraryTest = testing_support::LoggedSimTest;
 
 }  // namespace library_test

@@ -10,8 +10,7 @@ namespace {
 
 TEST(SerialNumberText, LastByteFirstInUpperCaseHexWithTrailingBlanks) {
   using Row = std::pair<std::vector<BYTE>, std::string>;
-  for (Row row : {Row{{0x01, 0x02, 0x0A}, "0A 02 01 "}, Row{{0x00, 0xFF, 0xab}, "AB FF 00 "},
-                  Row{{}, ""}}) {
+  for (Row row : {Row{{0x01, 0x02, 0x0A}, "0A 02 01 "}, Row{{0x00, 0xFF, 0xab}, "AB FF 00 "}, Row{{}, ""}}) {
     const CRYPT_INTEGER_BLOB blob{static_cast<DWORD>(row.first.size()), row.first.data()};
     EXPECT_EQ(velmo::serialNumberText(blob), row.second);
   }
@@ -23,8 +22,7 @@ TEST(LinkText, UrlAndFileLinksOnly) {
   using Row = std::tuple<DWORD, bool, std::string>;  // choice, with text, expected
   for (const auto& [choice, withText, expected] :
        {Row{SPC_URL_LINK_CHOICE, true, utf8}, Row{SPC_FILE_LINK_CHOICE, true, utf8},
-        Row{SPC_URL_LINK_CHOICE, false, ""}, Row{SPC_MONIKER_LINK_CHOICE, false, ""},
-        Row{7, true, ""}}) {
+        Row{SPC_URL_LINK_CHOICE, false, ""}, Row{SPC_MONIKER_LINK_CHOICE, false, ""}, Row{7, true, ""}}) {
     SPC_LINK link{};
     link.dwLinkChoice = choice;
     if (choice == SPC_MONIKER_LINK_CHOICE) {

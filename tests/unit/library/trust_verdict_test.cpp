@@ -58,8 +58,7 @@ TEST(CloseFailure, IsAppendedAndNeverTurnsTheVerdict) {
     {true, 0, "", static_cast<LONG>(0x80004005u),
      " Closing WinVerifyTrust failed with error code -2147467259"},
     {false, 0x800B0111u, "Not trusted.", 87,
-     "Not trusted. Closing WinVerifyTrust failed with error code 87"},
-    {false, 2, "reason", 0, "reason"}}) {
+     "Not trusted. Closing WinVerifyTrust failed with error code 87"}, {false, 2, "reason", 0, "reason"}}) {
     LibraryResult result{row.ok, row.errorCode, row.verdict};
     velmo::appendCloseFailure(result, row.closeStatus);
     EXPECT_EQ(result.ok, row.ok) << row.message;

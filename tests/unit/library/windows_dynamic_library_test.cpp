@@ -57,7 +57,7 @@ TEST_F(WindowsDynamicLibraryTest, GoodLibraryIsCheckedThenLoadedOnceByItsFullPat
   EXPECT_EQ(callCount("WinVerifyTrust"), 2u);
   EXPECT_EQ(callCount("LocalAlloc"), callCount("LocalFree"));
   EXPECT_EQ(library->getLibraryPath(), path);
-  EXPECT_EQ(logger.messages(), std::vector<std::string>{"Successfully loaded " + path});
+  EXPECT_EQ(log.messages(), std::vector<std::string>{"Successfully loaded " + path});
   EXPECT_EQ(library->getFunctionAddress(""), nullptr);
   EXPECT_EQ(callCount("GetProcAddress"), 0u) << "no look-up without a name";
   library.reset();
@@ -66,19 +66,15 @@ TEST_F(WindowsDynamicLibraryTest, GoodLibraryIsCheckedThenLoadedOnceByItsFullPat
 
 // Re-signs dxva2.dll with copies of its first signer under the given subjects, in this order.
 void signedBy(const std::vector<std::string>& subjects) {
-  ASSERT_TRUE(sim::updateSystem32Library("dxva2.dll", [&](sim::SimLibrary& library) {
-    const sim::SimSigner model = library.signers.front();
-    library.signers.assign(subjects.size(), model);
+  library_test::changeDxva2([&](sim::SimLibrary& library) {
+    library.signers.assign(subjects.size(), sim::SimSigner(library.signers.front()));
     for (std::size_t i = 0; i < subjects.size(); ++i) library.signers[i].subject = subjects[i];
-  }));
+  });
 }
 
 template <LONG status>
 void trustStatus() {
-  ASSERT_TRUE(sim::updateSystem32Library("dxva2.dll", [](sim::SimLibrary& library) {
-    library.trustStatus = status;
-    library.trustLastError = 0;
-  }));
+  library_test::changeDxva2([](sim::SimLibrary& library) { library.trustStatus = status, library.trustLastError = 0; });
 }
 const auto distrust = trustStatus<TRUST_E_EXPLICIT_DISTRUST>;
 // CERT_E_UNTRUSTEDROOT: a chain whose root the machine does not trust. Windows refuses it; Wine
@@ -129,13 +125,9 @@ TEST_P(Refusal, IsLoggedThrownAndLeavesNothingLoaded) {
   EXPECT_EQ(messageOf<std::runtime_error>([&] { open(row.validation, row.pattern); }),
             row.validation == kSubject ? "Signature validation against subject name failed"
                                        : "Signature validation failed");
-  std::string text = row.logged;
-  for (std::size_t at; (at = text.find("{path}")) != std::string::npos;) {
-    text.replace(at, 6, system32Path("dxva2.dll"));
-  }
-  const auto logged = logger.records();
+  const auto logged = log.records();
   ASSERT_EQ(logged.size(), 1u);
-  EXPECT_EQ(logged[0].message, text);
+  EXPECT_EQ(logged[0].message, std::regex_replace(row.logged, std::regex("\\{path\\}"), system32Path("dxva2.dll")));
   EXPECT_EQ(logged[0].level, velmo::logging::ERROR);
   EXPECT_EQ(static_cast<DWORD>(logged[0].resultCode), row.code);
   EXPECT_EQ(realLoads(), 0u);
@@ -183,7 +175,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // A signer without the opus attribute (program name and links) is accepted as it stands.
 TEST_F(WindowsDynamicLibraryTest, SignerWithoutOpusIsAccepted) {
-  changeDxva2([](sim::SimLibrary& library) { library.signers.front().opus.reset(); });
+  library_test::changeDxva2([](sim::SimLibrary& library) { library.signers.front().opus.reset(); });
   EXPECT_NO_THROW(open());
   EXPECT_EQ(callCount("CryptDecodeObject"), 0u);
 }
@@ -213,8 +205,7 @@ TEST_F(WindowsDynamicLibraryTest, SearchFailuresComeFirst) {
     sim::setLastError(5);
     return std::optional<DWORD>(0);
   });
-  EXPECT_EQ(messageOf<std::runtime_error>([&] { open(); }),
-            "Failed to load the library: error code = 5");
+  EXPECT_EQ(messageOf<std::runtime_error>([&] { open(); }), "Failed to load the library: error code = 5");
   EXPECT_EQ(callCount("FreeLibrary"), 1u);
 }
 

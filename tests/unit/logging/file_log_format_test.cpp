@@ -21,11 +21,9 @@ TEST(FileLogFormatTest, ColumnsKeepTheirWidthsAndWideValuesPushTheRest) {
   const std::tuple<std::uint32_t, std::int64_t, std::string, std::string> cases[] = {
       {4312, 1532, "Got action save", "[4312  ] " + kTime + " 1532    " + rest + "Got action save"},
       {12345678, 0, "m", "[12345678] " + kTime + " 0       " + rest + "m"},
-      {1, 123456789, "", "[1     ] " + kTime + " 123456789" + rest},
-  };
+      {1, 123456789, "", "[1     ] " + kTime + " 123456789" + rest}};
   for (const auto& [threadId, elapsedMs, message, expected] : cases) {
-    EXPECT_EQ(formatFileLogLine(threadId, kTime, elapsedMs, kSession, 0, "<INFO>", 0, message),
-              expected);
+    EXPECT_EQ(formatFileLogLine(threadId, kTime, elapsedMs, kSession, 0, "<INFO>", 0, message), expected);
   }
 }
 

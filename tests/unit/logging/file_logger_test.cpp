@@ -46,8 +46,7 @@ TEST_F(FileLoggerTest, HeaderComesFirstAndSubLoggersWriteIntoTheRootsFile) {
   session->log("session", INFO, 0);
   root->log("trace", TRACE, 0);  // below the root's level
   root->writeMessage("direct trace", 0, TRACE, 0, "s");
-  EXPECT_THROW(root->writeMessage("unknown", 0, static_cast<LogLevel>(-1), 0, "s"),
-               std::out_of_range);
+  EXPECT_THROW(root->writeMessage("unknown", 0, static_cast<LogLevel>(-1), 0, "s"), std::out_of_range);
 
   ASSERT_EQ(filesIn(logDir).size(), 1u);
   const auto text = linesOf(filesIn(logDir)[0]);
@@ -57,13 +56,11 @@ TEST_F(FileLoggerTest, HeaderComesFirstAndSubLoggersWriteIntoTheRootsFile) {
   const std::vector<std::tuple<std::string, std::uint32_t, std::string, std::int32_t, std::string>>
       expected = {{"root-session", 0, "<INFO>", 0, "from root"},
                   {"root-session", 0, "<ERROR>", -500, "inherited"},
-                  {"root-session", 7, "<DEBUG>", 3, "seven"},
-                  {"other-session", 7, "<INFO>", 0, "session"}};
+                  {"root-session", 7, "<DEBUG>", 3, "seven"}, {"other-session", 7, "<INFO>", 0, "session"}};
   ASSERT_EQ(lines.size(), 4u);
   for (std::size_t i = 0; i < expected.size(); ++i) {
     const LogLine& l = lines[i];
-    EXPECT_EQ(std::make_tuple(l.sessionLogId, l.category, l.tag, l.resultCode, l.message),
-              expected[i]);
+    EXPECT_EQ(std::make_tuple(l.sessionLogId, l.category, l.tag, l.resultCode, l.message), expected[i]);
     EXPECT_EQ(l.threadId, platform::GetCurrentThreadId());
     EXPECT_GE(l.elapsedMs, 0);
   }

@@ -50,14 +50,12 @@ TEST_F(FileLoggerWindowsTest, EachValueGivesItsOneMessageAndRefusedOnesLeaveTheT
        "Invalid log rotation time obtained (\"-3\") mins. Continue to use existing rotation time."},
       {0, "abc", "<ERROR>", -500,
        "Invalid log rotation time obtained (\"abc\"). Conversion failed. Continue to use existing "
-       "rotation time."},
-  };
+       "rotation time."}};
   for (const auto& [initialMs, text, tag, code, message] : cases) {
     makeLogger(initialMs, text)->onRotationTimeChanged(text);
     const auto lines = recordsIn(logDir / text);  // the first tells that the key is missing
     ASSERT_EQ(lines.size(), 2u) << text;
-    EXPECT_EQ(std::tie(lines[1].tag, lines[1].resultCode, lines[1].message),
-              std::tie(tag, code, message));
+    EXPECT_EQ(std::tie(lines[1].tag, lines[1].resultCode, lines[1].message), std::tie(tag, code, message));
   }
   const auto logger = makeLogger(120000, "refused");
   for (const char* text : {"-3", "abc", "", "2"}) logger->onRotationTimeChanged(text);
@@ -105,8 +103,7 @@ TEST_F(FileLoggerWindowsTest, RegistryValueIsFollowedLiveAndTeardownWhileChanges
     for (int n = 0; !stop; ++n) setValue(n % 2 ? "1" : "2");
   });
   EXPECT_TRUE(eventually([&] {
-    return contentOf(filesIn(logDir).at(0)).find("Setting log rotation time to: 2 mins") !=
-           std::string::npos;
+    return contentOf(filesIn(logDir).at(0)).find("Setting log rotation time to: 2 mins") != std::string::npos;
   }));
   logger.reset();
   stop = true;

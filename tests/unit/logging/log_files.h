@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -57,22 +56,17 @@ struct LogLine {
   std::string sessionLogId, tag, message;  // the message without leading blanks
 };
 
-inline std::optional<LogLine> parseLogLine(const std::string& line) {
-  static const std::regex pattern(
-      R"(^\[(\d+) *\] \S{24} +(-?\d+) +(\S+) +(\d+) +(<[A-Z]+>) +(-?\d+) +(.*)$)");
-  std::smatch m;
-  if (!std::regex_match(line, m, pattern)) return std::nullopt;
-  return LogLine{static_cast<std::uint32_t>(std::stoul(m[1])),
-                 static_cast<std::uint32_t>(std::stoul(m[4])), std::stoll(m[2]), std::stoi(m[6]),
-                 m[3], m[5], m[7]};
-}
-
 // Every record line of every file of `directory`, oldest file first, headers left out.
 inline std::vector<LogLine> recordsIn(const std::filesystem::path& directory) {
+  static const std::regex pattern(R"(^\[(\d+) *\] \S{24} +(-?\d+) +(\S+) +(\d+) +(<[A-Z]+>) +(-?\d+) +(.*)$)");
   std::vector<LogLine> all;
+  std::smatch m;
   for (const auto& file : filesIn(directory)) {
     for (const std::string& text : linesOf(file)) {
-      if (const auto line = parseLogLine(text)) all.push_back(*line);
+      if (!std::regex_match(text, m, pattern)) continue;
+      all.push_back(LogLine{static_cast<std::uint32_t>(std::stoul(m[1])),
+                            static_cast<std::uint32_t>(std::stoul(m[4])), std::stoll(m[2]), std::stoi(m[6]),
+                            m[3], m[5], m[7]});
     }
   }
   return all;

@@ -15,8 +15,7 @@ namespace testing_support {
 // The bytes of a string value as the registry stores it: UTF-16 with its terminator.
 inline std::string registryStringBytes(const std::string& text) {
   const platform::WideString wide = velmo::utf8ToWide(text);
-  return std::string(reinterpret_cast<const char*>(wide.c_str()),
-                     (wide.size() + 1) * sizeof(WCHAR));
+  return std::string(reinterpret_cast<const char*>(wide.c_str()), (wide.size() + 1) * sizeof(WCHAR));
 }
 
 // Sets the value `name` of `key` (made if missing) to `bytes` of `type`; without `bytes`, deletes
@@ -26,19 +25,16 @@ inline void setRegistryValue(const std::string& key, const std::string& name, DW
   HKEY handle = nullptr;
   ASSERT_EQ(platform::RegCreateKeyExW(HKEY_LOCAL_MACHINE, velmo::utf8ToWide(key).c_str(), 0,
                                       nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
-                                      &handle, nullptr),
-            0);
+                                      &handle, nullptr), 0);
   const auto wideName = velmo::utf8ToWide(name);
   EXPECT_EQ(bytes ? platform::RegSetValueExW(handle, wideName.c_str(), 0, type,
                                              reinterpret_cast<const BYTE*>(bytes->data()),
                                              static_cast<DWORD>(bytes->size()))
-                  : platform::RegDeleteValueW(handle, wideName.c_str()),
-            0);
+                  : platform::RegDeleteValueW(handle, wideName.c_str()), 0);
   platform::RegCloseKey(handle);
 }
 
-inline void setRegistryString(const std::string& key, const std::string& name,
-                              const std::string& text) {
+inline void setRegistryString(const std::string& key, const std::string& name, const std::string& text) {
   setRegistryValue(key, name, REG_SZ, registryStringBytes(text));
 }
 

@@ -14,7 +14,6 @@
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
 #include "tests/support/child_process.h"
-#include "tests/support/recording_logger.h"
 #include "tests/support/pipe_wait.h"
 #include "tests/support/sim_test.h"
 #include "tools/peer/document_history.h"
@@ -26,7 +25,7 @@ using testing_support::ChildProcess;
 using testing_support::ProcessResult;
 using testing_support::waitForPipe;
 
-class PeerTransferTest : public testing_support::SimTest {
+class PeerTransferTest : public testing_support::LoggedSimTest {
  protected:
   std::unique_ptr<ChildProcess> startPeer(std::vector<std::string> args) {
     args.insert(args.begin(), KESTRINE_PEER_PATH);
@@ -35,8 +34,7 @@ class PeerTransferTest : public testing_support::SimTest {
   }
 
   std::unique_ptr<velmo::KestrinePipeClient> connect() {
-    return std::make_unique<velmo::KestrinePipeClient>(
-        logger.createCategoryLogger(velmo::logging::kInheritCategory));
+    return std::make_unique<velmo::KestrinePipeClient>(subLogger());
   }
 
   // Runs a receiving peer and sends it `sent`; the client's close ends the document.
@@ -57,8 +55,6 @@ class PeerTransferTest : public testing_support::SimTest {
   }
 
   peer::DocumentHistory store() const { return peer::DocumentHistory(simRoot / "peer", 20); }
-
-  testing_support::RecordingLogger logger;
 };
 
 // A complete JSON document of exactly `size` bytes.
@@ -148,8 +144,7 @@ TEST_P(UnreadableDocumentTest, IsKeptAsDamagedAndNotSentWithoutForce) {
 
   const auto file = simRoot / "unreadable.json";
   peer::writeFileDurably(file, GetParam().text);
-  const auto refused = testing_support::runProcess({KESTRINE_PEER_PATH, "send", "--in", file.string()},
-                                                   {{"KESTRINE_SIM_ROOT", simRoot.string()}});
+  const auto refused = startPeer({"send", "--in", file.string()})->wait();
   EXPECT_EQ(refused.status, 2);
   EXPECT_NE(refused.error.find(GetParam().reason), std::string::npos) << refused.error;
   EXPECT_TRUE(pull({"send", "--force", "--in", file.string()}) == GetParam().text.substr(0, GetParam().text.find('\0')));
@@ -190,8 +185,7 @@ INSTANTIATE_TEST_SUITE_P(Users, PipeUserTest, ::testing::Values(
     std::make_pair("S-1-5-21-9-9-9-1999", DWORD{ERROR_ACCESS_DENIED})));
 
 TEST_F(PeerTransferTest, SendWithoutAStoredDocumentFails) {
-  const auto result = testing_support::runProcess({KESTRINE_PEER_PATH, "send"},
-                                                  {{"KESTRINE_SIM_ROOT", simRoot.string()}});
+  const auto result = startPeer({"send"})->wait();
   EXPECT_EQ(result.status, 2);
   EXPECT_NE(result.error.find("there is nothing to restore"), std::string::npos) << result.error;
 }

@@ -28,24 +28,18 @@ const platform::WideString kName = PLATFORM_WIDE("\\\\.\\pipe\\race");
 TEST_F(SimPipesTest, RacingClientsClaimEachInstanceOnce) {
   constexpr int kInstances = 3;
   std::deque<Handle> servers;
-  for (int i = 0; i < kInstances; ++i) {
-    ASSERT_TRUE(servers.emplace_back(createServer(kName, kInstances)).valid());
-  }
+  for (int i = 0; i < kInstances; ++i) ASSERT_TRUE(servers.emplace_back(createServer(kName, kInstances)));
   std::vector<std::pair<HANDLE, DWORD>> clients(8);  // the handle and the last error after it
   std::atomic<bool> go{false};
   std::vector<std::thread> threads;
   for (auto& client : clients) {
     threads.emplace_back([&] {
-      while (!go.load()) {
-        std::this_thread::yield();
-      }
+      while (!go.load()) std::this_thread::yield();
       client = {openClient(kName), platform::GetLastError()};
     });
   }
   go.store(true);
-  for (std::thread& t : threads) {
-    t.join();
-  }
+  for (std::thread& t : threads) t.join();
   // Each instance took exactly one of the clients; the others found every instance busy.
   for (const Handle& server : servers) {
     EXPECT_FALSE(platform::ConnectNamedPipe(server.get(), nullptr));

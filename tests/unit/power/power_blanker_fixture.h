@@ -39,8 +39,7 @@ class WindowsScreenBlankerTestAccess {
   static bool enumerate(Blanker& b, bool read) { return b.enumeratePhysicalMonitors(read); }
   static const Records& physicalMonitors(Blanker& b) { return b.physicalMonitors; }
   static const Records& initialMonitors(Blanker& b) { return b.initialMonitors; }
-  static bool apply(Blanker& b, std::uint32_t current, std::uint32_t requested,
-                    std::uint32_t& achieved) {
+  static bool apply(Blanker& b, std::uint32_t current, std::uint32_t requested, std::uint32_t& achieved) {
     return b.applyDPMSRequest(current, requested, achieved);
   }
   static bool restore(Blanker& b) { return b.restoreDPMS(); }
@@ -85,8 +84,7 @@ class PowerBlankerTest : public testing_support::SimTest {
   // Returns once the worker has logged its start, so that no line of the start comes later.
   WindowsScreenBlanker& make(const std::string& document = "") {
     const std::size_t started = root.count("Windows screen blanking started");
-    blanker = Access::withPowerMethod(root.createCategoryLogger(velmo::logging::kInheritCategory),
-                                      document);
+    blanker = Access::withPowerMethod(root.createCategoryLogger(velmo::logging::kInheritCategory), document);
     EXPECT_TRUE(testing_support::eventually(
         [&] { return root.count("Windows screen blanking started") > started; }));
     return *blanker;

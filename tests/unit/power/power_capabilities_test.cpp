@@ -59,8 +59,7 @@ TEST(ChooseBlankingState, FollowsTheFirstD6Entry) {
 
 PhysicalMonitorRecord monitorAt(const char16_t* name, RECT rect) {
   PhysicalMonitorRecord record;
-  std::char_traits<char16_t>::copy(record.info.szDevice, name,
-                                   std::char_traits<char16_t>::length(name) + 1);
+  std::char_traits<char16_t>::copy(record.info.szDevice, name, std::char_traits<char16_t>::length(name) + 1);
   record.info.rcMonitor = rect;
   return record;
 }

@@ -17,9 +17,7 @@ std::map<std::string, std::string> filesUnder(const std::filesystem::path& root)
   std::map<std::string, std::string> files;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
     std::ostringstream content;  // a directory is listed with no content
-    if (entry.is_regular_file()) {
-      content << std::ifstream(entry.path(), std::ios::binary).rdbuf();
-    }
+    if (entry.is_regular_file()) content << std::ifstream(entry.path(), std::ios::binary).rdbuf();
     files[entry.path().string()] = content.str();
   }
   return files;
