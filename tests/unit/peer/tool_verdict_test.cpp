@@ -62,6 +62,8 @@ INSTANTIATE_TEST_SUITE_P(Cases, RestoreVerdictTest, ::testing::Values(
                              console("DEBUG", "Request to restore succeeded"), 3, "restore FAILED, 2 of 3 validated"},
     RestoreCase{"noRequest", console("ERROR", "Failed to parse input"), 2,
                 "restore FAILED, the tool reported no restore request, 0 of 2 validated"},
+    RestoreCase{"endedWithinANewPass", failingPass(console) + console("ERROR", "Failed to restore device gamma ramp! (attempt = 0)"),
+                2, "restore FAILED, the tool reported no restore request, 0 of 2 validated"},
     RestoreCase{"nothingHeard", "", 2, "restore UNCONFIRMED: no line of the tool reached the peer"}),
     [](const auto& info) { return std::string(info.param.name); });
 
