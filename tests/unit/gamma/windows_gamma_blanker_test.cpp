@@ -160,7 +160,7 @@ TEST_F(GammaTest, RestoreOnlyBlankerReadsNoRampAndBlanksUnsavedDisplays) {
 }
 
 TEST_F(GammaTest, BlankSavesAgainAfterAFailedSaveAndFallsBackToLinear) {
-  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults[sim::kChanging.word] = 0; });
+  changeDisplay(kDisplay1, [](sim::SimDisplay& d) { d.faults[sim::kChanging.word] = 0; d.ramp[0] = 7; });
   WindowsGammaBlanker blanker(subLogger(), Json::Value(), false);
   ASSERT_FALSE(blanker.getDisplays()[0].initialGammasSaved);
   sim::test::clearCalls();
