@@ -485,6 +485,7 @@ TEST_F(KestrineEndToEnd, TheToolsOutputIsRelayedAndKeptWithItsRecord) {
   const ProcessResult loud = peer({"blank"});
   ASSERT_EQ(loud.status, 0);
   EXPECT_TRUE(shows(loud, "[tool] ")) << loud.output;
+  EXPECT_FALSE(shows(loud, "GdiIcmGammaRange")) << "no display refused its dark ramp";
   const ProcessResult quiet = peer({"unblank", "--quiet"});
   ASSERT_EQ(quiet.status, 0);
   EXPECT_FALSE(shows(quiet, "[tool] ")) << quiet.output;
