@@ -41,9 +41,9 @@ TEST(FileLogFormatTest, EveryLevelHasItsTagAndOthersHaveNone) {
 }
 
 TEST(FileLogFormatTest, TimeTextsAreUtcWithTruncatedMilliseconds) {
-  const std::int64_t ticks = 17096225420419999;  // 2024-03-05 07:09:02.0419999 UTC
-  EXPECT_EQ(lineTimeText(ticks), "2024-03-05T07:09:02.041Z");
-  EXPECT_EQ(fileNameTimeText(ticks), "2024_03_05T07_09_02_041Z");
+  const std::int64_t ticks = 17096225425039999;  // 2024-03-05 07:09:02.5039999 UTC
+  EXPECT_EQ(lineTimeText(ticks), "2024-03-05T07:09:02.503Z");
+  EXPECT_EQ(fileNameTimeText(ticks), "2024_03_05T07_09_02_503Z");
 }
 
 }  // namespace

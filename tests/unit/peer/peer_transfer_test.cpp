@@ -154,6 +154,7 @@ const std::string kSmall = R"({"GammaBlanking":null})";
 
 INSTANTIATE_TEST_SUITE_P(Cases, UnreadableDocumentTest, ::testing::Values(
     Unreadable{"byteOrderMark", "\xEF\xBB\xBF" + kSmall, "UTF-8 byte-order mark"},
+    Unreadable{"byteOrderMarkAlone", "\xEF\xBB\xBF", "UTF-8 byte-order mark"},
     Unreadable{"utf16", std::string("{\0}\0", 4), "UTF-16"},
     Unreadable{"zeroByte", kSmall + std::string(1, '\0') + " ", "zero byte at offset 22"},
     Unreadable{"nestedTooDeep", std::string(5000, '[') + std::string(5000, ']'), "nested deeper"},
