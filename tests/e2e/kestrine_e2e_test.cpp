@@ -421,13 +421,16 @@ TEST_F(KestrineEndToEnd, OnlyTheStartedToolIsHeard) {
   const std::string stray = Json::writeString(Json::StreamWriterBuilder(), other);
 
   const std::string gate = (simRoot / "go").string();
+  const auto sendStray = [&] {
+    HANDLE client = platform::CreateFileW(velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe").c_str(),
+                                          GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(client, INVALID_HANDLE_VALUE);
+    DWORD written = 0;
+    EXPECT_NE(platform::WriteFile(client, stray.data(), static_cast<DWORD>(stray.size()), &written, nullptr), 0);
+    platform::CloseHandle(client);
+  };
   auto blank = startPeer({"blank", "--tool", script("late", "until [ -e \"" + gate + "\" ]; do sleep 0.01; done; \"" + kTool + "\" \"$@\"")});
-  HANDLE client = platform::CreateFileW(velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe").c_str(),
-                                        GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-  ASSERT_NE(client, INVALID_HANDLE_VALUE);
-  DWORD written = 0;
-  EXPECT_NE(platform::WriteFile(client, stray.data(), static_cast<DWORD>(stray.size()), &written, nullptr), 0);
-  platform::CloseHandle(client);
+  sendStray();
   std::ofstream(gate).put('\n');
   const ProcessResult held = blank->wait();
   EXPECT_EQ(held.status, 0) << held.output;
@@ -435,6 +438,12 @@ TEST_F(KestrineEndToEnd, OnlyTheStartedToolIsHeard) {
   EXPECT_EQ(parse(recordDocument(2))["GammaBlanking"][0]["initialGammas"]["red"][255].asUInt(), 65535u);
   ASSERT_EQ(peer({"unblank"}).status, 0);
   EXPECT_EQ(readRamp(kDisplay1)[255], 65535u);
+  // After the refused client, a tool that never connects ends the wait at its limit.
+  auto unserved = startPeer({"blank", "--connect-timeout", "0.5", "--tool", script("never", "exec sleep 30")});
+  sendStray();
+  const ProcessResult waited = unserved->wait();
+  EXPECT_EQ(waited.status, 9) << waited.output;
+  EXPECT_TRUE(shows(waited, "KestrinePipe within 0.5 s")) << waited.output;
 }
 
 // Against a client that never reads, every send ends at --transfer-timeout with a clear message
