@@ -9,11 +9,14 @@ and restores the file, always, also on Ctrl+C. Each mutant is printed as KILLED 
 NO-BUILD (it does not compile), with file:line and the change; the summary gives the score per
 folder: killed / (killed + survived).
 
-    python3 scripts/mutate.py [--seed S] [--count N] [--build-dir DIR] [--list] [--pick I ...] [FOLDER ...]
+    python3 scripts/mutate.py [--seed S] [--count N] [--build-dir DIR] [--list] [--pick I ...]
+                              [--replay REPORT] [FOLDER ...]
 
 `--pick` runs only the sample's mutants of those numbers (as printed, [I/N]): after new tests, the
 survivors of a run are tried again without the rest. The sample depends only on the seed and the
-product files, so it stays the same while only tests change.
+product files, so it stays the same while only tests change. `--replay REPORT` tries again the
+survivors an earlier run printed, each on the line that now reads as its line did then (GONE
+when no line does), also after the product code changed.
 
 FOLDERs default to the product's: app blanking library logging common tools/peer. Tests, fuzz
 targets, benchmarks and the simulated machine (platform/sim, tools/sim) are never mutated. Run
@@ -157,6 +160,39 @@ def run(argv, timeout):
         return "timeout"
 
 
+SURVIVOR = re.compile(r"^\[(\d+)/\d+\] SURVIVED (\S+):(\d+) (.+?): (.*)  ->  (.*)  \(\d+ s\)$")
+
+
+def replayed(report):
+    """The survivors of an earlier run, from its printed report, each placed in today's file: the
+    line that reads as the mutated one did, nearest to where it was; None where it is gone."""
+    jobs = []
+    for text in open(report, encoding="utf-8"):
+        match = SURVIVOR.match(text.rstrip("\n"))
+        if not match:
+            continue
+        index, path, number, name, before, after = match.groups()
+        lines = open(os.path.join(ROOT, path), encoding="utf-8").read().split("\n")
+        found = [i for i, line in enumerate(lines, 1) if line.strip() == before]
+        at = min(found, key=lambda i: abs(i - int(number)), default=None)
+        mutated = None if at is None else lines[at - 1][:len(lines[at - 1]) - len(lines[at - 1].lstrip())] + after
+        jobs.append((int(index), path, at or int(number), name, mutated))
+    return jobs
+
+
+def sampled(args, folders, built):
+    files = [p for p in product_files(folders) if p.endswith(".h") or built is None or p in built]
+    population = [(path, *site) for path in files for site in sites(os.path.join(ROOT, path))]
+    sample = random.Random(args.seed).sample(population, min(args.count, len(population)))
+    print(f"mutate: seed {args.seed}, {len(sample)} of {len(population)} mutants in {', '.join(folders)}", flush=True)
+    jobs = []
+    for index, (path, number, column, name, old, new) in enumerate(sample, 1):
+        with open(os.path.join(ROOT, path), encoding="utf-8") as f:
+            line = f.read().split("\n")[number - 1]
+        jobs.append((index, path, number, name, line[:column] + new + line[column + len(old):]))
+    return jobs
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("folders", nargs="*", default=DEFAULT_FOLDERS)
@@ -168,8 +204,10 @@ def main():
     parser.add_argument("--test-jobs", type=int, default=4, help="tests run at once (most wait, few compute)")
     parser.add_argument("--list", action="store_true", help="only print the sampled mutants")
     parser.add_argument("--pick", type=int, nargs="+", default=None, metavar="I", help="run only these of the sample")
+    parser.add_argument("--replay", metavar="REPORT", help="run again the survivors a printed report lists")
     args = parser.parse_args()
-    seed = args.seed if args.seed is not None else random.randrange(1 << 32)
+    if args.seed is None:
+        args.seed = random.randrange(1 << 32)
     folders = [f.rstrip("/") for f in args.folders]
     build = os.path.join(ROOT, args.build_dir)
     ninja = os.path.join(build, "build.ninja")
@@ -177,24 +215,26 @@ def main():
         sys.exit(f"mutate: {args.build_dir} is not configured (cmake --preset debug -B {args.build_dir})")
     # A source file the build does not compile (a Windows-only one) would only make survivors.
     built = open(ninja).read() if os.path.isfile(ninja) else None
-    files = [p for p in product_files(folders) if p.endswith(".h") or built is None or p in built]
-    population = [(path, *site) for path in files for site in sites(os.path.join(ROOT, path))]
-    sample = random.Random(seed).sample(population, min(args.count, len(population)))
-    print(f"mutate: seed {seed}, {len(sample)} of {len(population)} mutants in {', '.join(folders)}", flush=True)
+    jobs = replayed(args.replay) if args.replay else sampled(args, folders, built)
+    if args.replay:
+        print(f"mutate: {len(jobs)} survivors of {args.replay}, tried again", flush=True)
 
     restorer = Restorer()
     outcomes = defaultdict(Counter)
     try:
-        for index, (path, number, column, name, old, new) in enumerate(sample, 1):
+        for index, path, number, name, mutated in jobs:
             if args.pick is not None and index not in args.pick:
                 continue
             with open(os.path.join(ROOT, path), encoding="utf-8") as f:
                 lines = f.read().split("\n")
-            line = lines[number - 1]
-            mutated = line[:column] + new + line[column + len(old):]
-            where = f"{path}:{number} {name}: {line.strip()}  ->  {mutated.strip()}"
-            if args.list:
-                print(f"[{index}/{len(sample)}] {where}", flush=True)
+            if mutated is None:
+                outcome, where = "GONE", f"{path}:{number} {name}: the line is no longer there"
+            else:
+                where = f"{path}:{number} {name}: {lines[number - 1].strip()}  ->  {mutated.strip()}"
+            if args.list or mutated is None:
+                print(f"[{index}/{len(jobs)}] {'' if args.list else outcome + ' '}{where}", flush=True)
+                if not args.list:
+                    outcomes[top_folder(path, folders)][outcome] += 1
                 continue
             started = time.monotonic()
             lines[number - 1] = mutated
@@ -209,7 +249,7 @@ def main():
             finally:
                 restorer.restore()
             outcomes[top_folder(path, folders)][outcome] += 1
-            print(f"[{index}/{len(sample)}] {outcome:8} {where}  ({time.monotonic() - started:.0f} s)", flush=True)
+            print(f"[{index}/{len(jobs)}] {outcome:8} {where}  ({time.monotonic() - started:.0f} s)", flush=True)
     finally:
         restorer.restore()
     if args.list:
@@ -217,7 +257,7 @@ def main():
     print("mutate: rebuilding the unmutated tree", flush=True)
     run(["cmake", "--build", build, "--parallel", str(args.jobs)], 1800)
     total = Counter()
-    print(f"{'folder':14} {'killed':>6} {'survived':>8} {'no-build':>8}  score")
+    print(f"{'folder':14} {'killed':>6} {'survived':>8} {'no-build':>8} {'gone':>5}  score")
     for folder in sorted(outcomes):
         c = outcomes[folder]
         total.update(c)
@@ -228,7 +268,7 @@ def main():
 def summary_line(name, c):
     built = c["KILLED"] + c["SURVIVED"]
     score = f"{100 * c['KILLED'] / built:.0f}%" if built else "-"
-    return f"{name:14} {c['KILLED']:>6} {c['SURVIVED']:>8} {c['NO-BUILD']:>8}  {score}"
+    return f"{name:14} {c['KILLED']:>6} {c['SURVIVED']:>8} {c['NO-BUILD']:>8} {c['GONE']:>5}  {score}"
 
 
 if __name__ == "__main__":
