@@ -4,8 +4,6 @@
 #include <dirent.h>
 #include <unistd.h>
 
-#include <cstdio>
-
 #include "common/unique_handle.h"
 
 namespace sim {
@@ -13,7 +11,5 @@ namespace sim {
 using FileDescriptor = velmo::UniqueHandle<int, &::close, -1>;
 
 using DirectoryStream = velmo::UniqueHandle<DIR*, &::closedir, 0>;
-
-using FileStream = velmo::UniqueHandle<std::FILE*, &std::fclose, 0>;
 
 }  // namespace sim

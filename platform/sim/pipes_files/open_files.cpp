@@ -7,12 +7,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <fstream>
+#include <optional>
 #include <sstream>
 #include <vector>
 
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
+#include "platform/sim/core/host_process.h"
 #include "platform/sim/core/machine.h"
 
 namespace sim {
@@ -63,13 +64,9 @@ bool running(long pid) {
   if (::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) {
     return false;
   }
-  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-  std::string line;
-  if (!std::getline(stat, line)) {
-    return true;  // no /proc on this host: the process exists
-  }
-  const std::size_t end = line.rfind(')');
-  return end == std::string::npos || end + 2 >= line.size() || line[end + 2] != 'Z';
+  // Without /proc on the host the process is taken to exist.
+  const std::optional<HostProcessStat> stat = readHostProcessStat(static_cast<pid_t>(pid));
+  return !stat || stat->state != 'Z';
 }
 
 // The entries of running processes; unreadable lines are dropped.

@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -28,6 +29,7 @@
 #include "platform/pipes_files.h"
 #include "platform/sim/core/file_descriptor.h"
 #include "platform/sim/core/handles.h"
+#include "platform/sim/core/host_process.h"
 #include "platform/sim/core/test_api.h"
 #include "platform/sim/processes/process_objects.h"
 
@@ -39,28 +41,14 @@ constexpr int kMostMembers = 4096;
 // How often the keeper looks for processes the members have started.
 constexpr int kScanMilliseconds = 20;
 
-// The parent and the process group of a process, from /proc/<pid>/stat; false when it is gone.
+// The parent and the process group of a process; false when it is gone.
 bool parentAndGroup(pid_t pid, pid_t& parent, pid_t& group) {
-  char path[64];
-  std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
-  const sim::FileDescriptor fd(::open(path, O_RDONLY | O_CLOEXEC));
-  char text[512];
-  const ssize_t size = fd ? ::read(fd.get(), text, sizeof text - 1) : -1;
-  if (size <= 0) {
-    return false;
+  const std::optional<sim::HostProcessStat> stat = sim::readHostProcessStat(pid);
+  if (stat) {
+    parent = stat->parent;
+    group = stat->group;
   }
-  text[size] = '\0';
-  // The name in parentheses may hold blanks: the fields that follow start after the last ')'.
-  const char* close = std::strrchr(text, ')');
-  char state = 0;
-  int p = 0;
-  int g = 0;
-  if (!close || std::sscanf(close + 1, " %c %d %d", &state, &p, &g) != 3) {
-    return false;
-  }
-  parent = p;
-  group = g;
-  return true;
+  return stat.has_value();
 }
 
 // The keeper's members: those assigned, and every process started by one (or in a process group

@@ -8,11 +8,13 @@
 #include <time.h>
 
 #include <cerrno>
+#include <optional>
 #include <cstdio>
 #include <thread>
 
 #include "platform/errors.h"
 #include "platform/processes.h"
+#include "platform/sim/core/host_process.h"
 #include "platform/sim/processes/process_faults.h"
 
 namespace sim {
@@ -31,12 +33,8 @@ std::shared_ptr<T> objectOf(HANDLE handle) {
 
 bool ProcessIdentity::reap(bool block) {
   for (;;) {
-    char path[64];
-    std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
-    const FileStream stat(std::fopen(path, "r"));
-    char state = 0;
-    const bool found = stat && std::fscanf(stat.get(), "%*d (%*[^)]) %c", &state) == 1;
-    if (!found || state == 'Z' || state == 'X') {
+    const std::optional<HostProcessStat> stat = readHostProcessStat(pid);
+    if (!stat || stat->state == 'Z' || stat->state == 'X') {
       return true;
     }
     if (!block) {
