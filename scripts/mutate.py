@@ -246,6 +246,8 @@ def main():
                     status = run(["ctest", "--test-dir", build, "-LE", "^chaos$", "--stop-on-failure",
                                   "-j", str(args.test_jobs), "--timeout", "60"], args.test_timeout)
                     outcome = "SURVIVED" if status == 0 else "KILLED"
+                    if outcome == "KILLED":
+                        where += "  [" + failed_tests(build) + "]"
             finally:
                 restorer.restore()
             outcomes[top_folder(path, folders)][outcome] += 1
@@ -263,6 +265,15 @@ def main():
         total.update(c)
         print(summary_line(folder, c))
     print(summary_line("all", total))
+
+
+def failed_tests(build):
+    """The tests the last suite run failed, as ctest noted them (number:name)."""
+    try:
+        with open(os.path.join(build, "Testing", "Temporary", "LastTestsFailed.log")) as f:
+            return ", ".join(line.strip().split(":", 1)[-1] for line in f if line.strip())
+    except OSError:
+        return "a suite run that did not end"
 
 
 def summary_line(name, c):
