@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <exception>
 #include <optional>
+#include <set>
 #include <system_error>
 
 #include "tools/peer/commands.h"
@@ -36,11 +37,16 @@ std::optional<unsigned> recordIdOf(const std::filesystem::path& path) {
 
 // Removes the outputs of records the history has pruned; a failure leaves them for next time.
 void pruneOutputs(const DocumentHistory& history) {
+  // One listing for all outputs: asking the history for each one reads every record each time.
+  std::set<unsigned> kept;
+  for (const DocumentRecord& record : history.list()) {
+    kept.insert(record.id);
+  }
   std::error_code error;
   for (std::filesystem::directory_iterator entry(outputsDirectory(history), error), end;
        !error && entry != end; entry.increment(error)) {
     const std::optional<unsigned> id = recordIdOf(entry->path());
-    if (id && !history.find(*id)) {
+    if (id && kept.count(*id) == 0) {
       std::error_code ignored;
       std::filesystem::remove(entry->path(), ignored);
     }
