@@ -435,8 +435,9 @@ TEST_F(KestrineEndToEnd, OnlyTheStartedToolIsHeard) {
     HANDLE client = platform::CreateFileW(velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe").c_str(),
                                           GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(client, INVALID_HANDLE_VALUE);
+    // The peer may refuse the client before it writes: then the write fails, as it should.
     DWORD written = 0;
-    EXPECT_NE(platform::WriteFile(client, stray.data(), static_cast<DWORD>(stray.size()), &written, nullptr), 0);
+    platform::WriteFile(client, stray.data(), static_cast<DWORD>(stray.size()), &written, nullptr);
     platform::CloseHandle(client);
   };
   auto blank = startPeer({"blank", "--tool", script("late", "until [ -e \"" + gate + "\" ]; do sleep 0.01; done; \"" + kTool + "\" \"$@\"")});
