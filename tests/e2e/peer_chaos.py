@@ -32,6 +32,9 @@ When displays are dark and nothing is held, the driver takes the way back a pers
 """
 import argparse, glob, json, os, random, re, shutil, signal, subprocess, sys, tempfile, time
 
+# The store lock's patience (120 s) and a peer's own bounded steps after it.
+PEER_LIMIT_SECONDS = 200
+
 FAULT_KINDS = ("peer-kills", "tool-kills", "stray-clients", "display-faults", "store-faults",
                "second-peers")
 CHANNELS = ("red", "green", "blue")
@@ -250,7 +253,12 @@ class Chaos:
                       (f", a second peer" if len(peers) > 1 else "") + (", a stray client" if stray else "") +
                       (", a display refusing ramps" if self.faulted else "") +
                       (f", {self.killed} {self.kill_moment}" if self.killed else ""))
-        self.outputs = [process.communicate(timeout=60)[0] for process in peers]
+        # A peer may wait its store lock's patience (120 s) for the other peer, then run its own
+        # bounded steps: past that, it is stuck, and the round fails with its story.
+        try:
+            self.outputs = [process.communicate(timeout=PEER_LIMIT_SECONDS)[0] for process in peers]
+        except subprocess.TimeoutExpired as stuck:
+            raise AssertionError(f"a peer still ran after {PEER_LIMIT_SECONDS} s: {' '.join(stuck.cmd)}")
         self.restored = bool({"unblank", "send"} & set(actions))
         if stray and stray.poll() is None:
             stray.kill()  # still waiting for a pipe that no peer will make now
