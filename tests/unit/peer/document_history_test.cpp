@@ -113,9 +113,11 @@ TEST_F(DocumentHistoryTest, ARecordNeverReplacesAFileThatAppearedUnderItsNumber)
 TEST_F(DocumentHistoryTest, NoRecordIsWrittenPastTheLastNumber) {
   auto store = history();
   store.add(kGood, "blank");
-  std::filesystem::rename(store.recordsDirectory() / "1.record", store.recordsDirectory() / "999999999.record");
+  peer::writeFileDurably(store.recordsDirectory() / "1234567890.record", "another program's file");
+  EXPECT_EQ(store.add(kGood, "blank").id, 2u) << "ten digits are not a record's name";
+  std::filesystem::rename(store.recordsDirectory() / "2.record", store.recordsDirectory() / "999999999.record");
   EXPECT_THROW(store.add(kGood, "blank"), peer::PeerError);
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(store.recordsDirectory()), {}), 1);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(store.recordsDirectory()), {}), 3);
 }
 
 TEST_F(DocumentHistoryTest, AHeldOrReadOnlyRecordIsTriedAgainThenNamed) {
@@ -219,6 +221,7 @@ TEST_F(DocumentHistoryTest, TheSingleDocumentOfAnEarlierPeerBecomesTheFirstRecor
   EXPECT_EQ(states(), std::vector<State>{State::Held});
   EXPECT_EQ(history().load(1), kGood);
   EXPECT_FALSE(std::filesystem::exists(simRoot / "store" / "document.json"));
+  EXPECT_FALSE(std::filesystem::exists(simRoot / "store" / "document.state"));
 }
 
 TEST_F(DocumentHistoryTest, ASecondLockWaitsItsPatienceOutAndFails) {
