@@ -253,6 +253,7 @@ TEST_F(KestrineEndToEnd, UnblankReportsTheToolsVerdictAndKeepsAFailedDocumentHel
   EXPECT_EQ(history[0]["notes"][2].asString(), "served: 2 of 2 validated");
   EXPECT_EQ(peer({"unblank"}).status, 2) << "nothing is held any more";
   EXPECT_EQ(peer({"unblank", "--from", "1", "--logfile", logFile("again")}).status, 0);
+  EXPECT_EQ(parse(peer({"history", "--json"}).output)[0]["notes"].size(), 4u) << "serving it again is noted";
 }
 
 // With every kept document lost, relight serves each display the machine lists the linear ramp.
