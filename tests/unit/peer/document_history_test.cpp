@@ -118,6 +118,7 @@ TEST_F(DocumentHistoryTest, NoRecordIsWrittenPastTheLastNumber) {
   std::filesystem::rename(store.recordsDirectory() / "2.record", store.recordsDirectory() / "999999999.record");
   EXPECT_THROW(store.add(kGood, "blank"), peer::PeerError);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(store.recordsDirectory()), {}), 3);
+  EXPECT_EQ(store.list().size(), 1u) << "a record whose header names another number is not ours";
 }
 
 TEST_F(DocumentHistoryTest, AHeldOrReadOnlyRecordIsTriedAgainThenNamed) {

@@ -44,7 +44,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, PeerOptionsTest, ::testing::Values(
     OptionsRow{{"unblank", "--relight", "--from", "3"}, "--relight serves no kept document", {}},
     OptionsRow{{"unblank", "--relight", "--linear-for-unsaved"}, "--relight serves no kept document", {}},
     OptionsRow{{"send", "--relight"}, "--relight belongs to unblank", {}},
-    OptionsRow{{"unblank", "--relight"}, nullptr, [](O o) { return o.relight && !o.fromRecord; }},
+    OptionsRow{{"unblank", "--relight"}, nullptr, [](O o) {
+      return o.relight && !o.fromRecord && o.maxInstances == 1 && o.keep == 20 && !o.connectTimeout && o.transferTimeout.count() == 60000;
+    }},
     OptionsRow{{"blank", "--pipe", "a\\b"}, "--pipe needs a name without backslashes", {}},
     OptionsRow{{"blank", "--pipe", ""}, "--pipe needs a name without backslashes", {}},
     OptionsRow{{"blank", "--instances", "0"}, "--instances must be between 1 and 255", {}},
