@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <optional>
-#include <cstdio>
 #include <thread>
 
 #include "platform/errors.h"
