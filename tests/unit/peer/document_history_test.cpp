@@ -20,6 +20,7 @@
 #include "tests/support/sim_test.h"
 #include "tools/peer/file_io.h"
 #include "tools/peer/peer_error.h"
+#include "tools/peer/run_output.h"
 #include "tools/peer/store_lock.h"
 #include "tools/peer/store_steps.h"
 
@@ -106,9 +107,6 @@ TEST_F(DocumentHistoryTest, ARecordNeverReplacesAFileThatAppearedUnderItsNumber)
   EXPECT_EQ(store.load(2), kGood);
 }
 
-// Another program may hold a record for a moment (an indexer, a backup): the store tries again
-// and goes on. One that keeps it, by an open without sharing or by making it read-only, makes
-// the step fail with a message that names the record and why, and nothing is lost.
 // Past the last nine-digit number a record would take a name no listing reads.
 TEST_F(DocumentHistoryTest, NoRecordIsWrittenPastTheLastNumber) {
   auto store = history();
@@ -121,6 +119,18 @@ TEST_F(DocumentHistoryTest, NoRecordIsWrittenPastTheLastNumber) {
   EXPECT_EQ(store.list().size(), 1u) << "a record whose header names another number is not ours";
 }
 
+// A run's kept output goes when its record is pruned, nine-digit numbers too.
+TEST_F(DocumentHistoryTest, ARunOutputGoesWithItsPrunedRecord) {
+  auto store = history(1);
+  peer::writeFileDurably(store.recordsDirectory() / "123456788.record", "another program's file");
+  for (int run = 0; run < 2; ++run) peer::keepRunOutput(store, store.add(kGood, "blank").id, "blank", "output");
+  EXPECT_TRUE(peer::runOutputs(store, 123456789).empty());
+  EXPECT_EQ(peer::runOutputs(store, 123456790).size(), 1u);
+}
+
+// Another program may hold a record for a moment (an indexer, a backup): the store tries again
+// and goes on. One that keeps it, by an open without sharing or by making it read-only, makes
+// the step fail with a message that names the record and why, and nothing is lost.
 TEST_F(DocumentHistoryTest, AHeldOrReadOnlyRecordIsTriedAgainThenNamed) {
   auto store = history();
   const unsigned id = store.add(kGood, "blank").id;
