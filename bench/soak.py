@@ -26,9 +26,7 @@ FAULTS = [["get-fails"], ["set-fails", "31"], ["no-dc"], ["off"], ["alter-readba
 
 # Stands in for the tool: runs it under peak_rss, keeps the figures, exits with its status.
 WRAPPER = """#!/bin/sh
-line=$("$SOAK_PEAK_RSS" "$SOAK_TOOL" "$@")
-echo "$line" >> "$SOAK_RSS_LOG"
-exit "$(echo "$line" | cut -d' ' -f3)"
+exec "$SOAK_PEAK_RSS" --to "$SOAK_RSS_LOG" "$SOAK_TOOL" "$@"
 """
 
 
