@@ -69,13 +69,10 @@ double theirs(const fs::path& directory, int threads, long lines) {
 std::pair<double, double> best(const std::function<double()>& first, const std::function<double()>& second) {
   std::pair<double, double> rates{0, 0};
   for (int round = 0; round < kRounds; ++round) {
-    if (round % 2 == 0) {
-      rates.first = std::max(rates.first, first());
-      rates.second = std::max(rates.second, second());
-    } else {
-      rates.second = std::max(rates.second, second());
-      rates.first = std::max(rates.first, first());
-    }
+    const bool firstGoesFirst = round % 2 == 0;
+    if (!firstGoesFirst) rates.second = std::max(rates.second, second());
+    rates.first = std::max(rates.first, first());
+    if (firstGoesFirst) rates.second = std::max(rates.second, second());
   }
   return rates;
 }

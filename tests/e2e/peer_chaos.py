@@ -30,7 +30,7 @@ When displays are dark and nothing is held, the driver takes the way back a pers
 
     peer_chaos.py BIN_DIR [--rounds N] [--seed S] [--leave-out KIND ...]
 """
-import argparse, glob, json, os, random, re, shutil, signal, subprocess, sys, tempfile, threading, time
+import argparse, concurrent.futures, glob, json, os, random, re, shutil, signal, subprocess, sys, tempfile, time
 
 # The store lock's patience (120 s) and a peer's own bounded steps after it.
 PEER_LIMIT_SECONDS = 200
@@ -253,26 +253,15 @@ class Chaos:
                       (f", a second peer" if len(peers) > 1 else "") + (", a stray client" if stray else "") +
                       (", a display refusing ramps" if self.faulted else "") +
                       (f", {self.killed} {self.kill_moment}" if self.killed else ""))
-        # A peer may wait its store lock's patience (120 s) for the other peer, then run its own
-        # bounded steps: past that, it is stuck, and the round fails with its story.
         # Every peer's output is read at once: a peer whose output is not read blocks on it and,
-        # with the store lock held, makes the other wait out its patience.
-        results = [None] * len(peers)
-
-        def drain(index):
+        # with the store lock held, makes the other wait out its patience. Past PEER_LIMIT_SECONDS
+        # a peer is stuck, and the round fails with its story.
+        with concurrent.futures.ThreadPoolExecutor(len(peers)) as readers:
             try:
-                results[index] = peers[index].communicate(timeout=PEER_LIMIT_SECONDS)[0]
+                self.outputs = list(readers.map(
+                    lambda peer: peer.communicate(timeout=PEER_LIMIT_SECONDS)[0], peers))
             except subprocess.TimeoutExpired as stuck:
-                results[index] = stuck
-        readers = [threading.Thread(target=drain, args=(i,)) for i in range(len(peers))]
-        for reader in readers:
-            reader.start()
-        for reader in readers:
-            reader.join()
-        for result in results:
-            if isinstance(result, subprocess.TimeoutExpired):
-                raise AssertionError(f"a peer still ran after {PEER_LIMIT_SECONDS} s: {' '.join(result.cmd)}")
-        self.outputs = results
+                raise AssertionError(f"a peer still ran after {PEER_LIMIT_SECONDS} s: {' '.join(stuck.cmd)}")
         self.restored = bool({"unblank", "send"} & set(actions))
         if stray and stray.poll() is None:
             stray.kill()  # still waiting for a pipe that no peer will make now

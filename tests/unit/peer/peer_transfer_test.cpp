@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "app/pipe_client.h"
+#include "common/owned_handles.h"
 #include "common/text_conversion.h"
 #include "platform/errors.h"
 #include "platform/pipes_files.h"
@@ -94,21 +95,20 @@ TEST_F(PeerTransferTest, DocumentReadInPartStaysHeld) {
   EXPECT_EQ(store().list().at(0).state, peer::RecordState::Held);
 }
 
-// receive follows blank's rules: a held document is never buried without --force, and a client
-// that sends nothing stores nothing.
 // A client that connects and sends nothing does not hold the peer past the transfer's limit.
 TEST_F(PeerTransferTest, ASilentClientEndsTheReceiveAtItsLimit) {
   auto peer = startPeer({"receive", "--transfer-timeout", "0.3"});
   ASSERT_TRUE(waitForPipe());
-  const HANDLE client = platform::CreateFileW(velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe").c_str(),
-                                              GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-  ASSERT_NE(client, INVALID_HANDLE_VALUE);
+  const velmo::KernelHandle client(platform::CreateFileW(velmo::utf8ToWide("\\\\.\\pipe\\KestrinePipe").c_str(),
+                                                         GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+  ASSERT_TRUE(client);
   const auto ended = peer->wait();
-  platform::CloseHandle(client);
   EXPECT_EQ(ended.status, 2);
   EXPECT_NE(ended.output.find("the client sent nothing more before the transfer's time ran out"), std::string::npos) << ended.output;
 }
 
+// receive follows blank's rules: a held document is never buried without --force, and a client
+// that sends nothing stores nothing.
 TEST_F(PeerTransferTest, ReceiveNeitherReplacesAHeldDocumentNorStoresAnEmptyOne) {
   EXPECT_EQ(push({"receive"}, "").status, 2);
   EXPECT_TRUE(store().list().empty());
